@@ -1,0 +1,21 @@
+#pragma once
+// FEN reading and writing.
+#include <string>
+
+#include "chess/board.h"
+
+namespace ostravel {
+
+// Reads a FEN into `out`, whose context becomes `ctx` (filled with the initial
+// board and the rights and e.p. square the text grants). The side field sets
+// the plies: 1 for White to move, 2 for Black (callers set the stipulation's
+// plies with SetRootPlies, keeping the parity). The halfmove and fullmove
+// fields are optional and ignored. Returns false, leaving `out` unspecified,
+// for malformed text; it does not validate (kings, checks): see
+// ValidateAndRecount.
+bool FenToBoard(const std::string& text, TChessboard& out, TTaskContext& ctx);
+
+// Writes the FEN of a position; with boardOnly only the piece placement.
+std::string BoardToFen(const TChessboard& b, bool boardOnly = false);
+
+}  // namespace ostravel

@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# The whole test suite: install what is missing, then
+#   1. Release build: unit tests, and the long tests in reduced form;
+#   2. AddressSanitizer + UBSan build: unit tests;
+#   3. ThreadSanitizer build: the concurrency tests;
+#   4. clang libFuzzer build: each fuzzer for a short time.
+# OSTRAVEL_FUZZ_SECONDS (default 10) sets the fuzzing time per target.
+set -euo pipefail
+root="$(cd "$(dirname "$0")/.." && pwd)"
+cd "$root"
+"$root/scripts/install-deps.sh"
+export OSTRAVEL_JOBS="${OSTRAVEL_JOBS:-$(nproc)}"
+ctest_args=(--output-on-failure -j "$OSTRAVEL_JOBS" --timeout 900)
+
+echo "== Release build"
+scripts/build.sh build -DOSTRAVEL_TESTS=ON -DOSTRAVEL_BENCH=ON
+ctest --test-dir build -L "unit|concurrency" "${ctest_args[@]}"
+echo "== Long tests (reduced)"
+OSTRAVEL_PERFT_BUDGET=2000000 OSTRAVEL_LONG_REDUCED=1 ctest --test-dir build -L long "${ctest_args[@]}"
+
+echo "== AddressSanitizer + UBSan build"
+scripts/build.sh build-asan -DOSTRAVEL_TESTS=ON -DOSTRAVEL_BENCH=OFF -DOSTRAVEL_SANITIZE=address,undefined
+ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  ctest --test-dir build-asan -L unit "${ctest_args[@]}"
+
+echo "== ThreadSanitizer build"
+scripts/build.sh build-tsan -DOSTRAVEL_TESTS=ON -DOSTRAVEL_BENCH=OFF -DOSTRAVEL_SANITIZE=thread
+if ctest --test-dir build-tsan -N -L concurrency | grep -q "Total Tests: [1-9]"; then
+  TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan -L concurrency "${ctest_args[@]}"
+fi
+
+echo "== libFuzzer targets"
+CC=clang CXX=clang++ scripts/build.sh build-fuzz -DOSTRAVEL_TESTS=OFF -DOSTRAVEL_BENCH=OFF -DOSTRAVEL_FUZZ=ON \
+  -DOSTRAVEL_SANITIZE=address,undefined
+secs="${OSTRAVEL_FUZZ_SECONDS:-10}"
+for f in build-fuzz/tests/fuzz/fuzz_*; do
+  [ -x "$f" ] || continue
+  name="$(basename "$f")"
+  corpus="build-fuzz/corpus-$name"
+  mkdir -p "$corpus"
+  seeds="tests/fuzz/seeds/${name#fuzz_}"
+  [ -d "$seeds" ] && cp -n "$seeds"/* "$corpus"/ 2>/dev/null || true
+  echo "fuzzing $name for ${secs}s"
+  "$f" -max_total_time="$secs" -rss_limit_mb=2048 -timeout=10 "$corpus" >"build-fuzz/$name.log" 2>&1 ||
+    { tail -40 "build-fuzz/$name.log"; exit 1; }
+done
+echo "All test stages passed."

@@ -1,0 +1,40 @@
+#include "support/test_support.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <mutex>
+#include <vector>
+
+namespace ostravel::test {
+
+std::string SharedData(const std::string& name) {
+  return std::string(OSTRAVEL_SHARED_DATA) + "/" + name;
+}
+
+std::string SourcePath(const std::string& name) {
+  return std::string(OSTRAVEL_SOURCE_DIR) + "/" + name;
+}
+
+namespace {
+std::mutex g_dirsLock;
+std::vector<std::filesystem::path> g_dirs;
+struct Cleaner {
+  ~Cleaner() {
+    std::error_code ec;
+    for (auto& d : g_dirs) std::filesystem::remove_all(d, ec);
+  }
+} g_cleaner;
+}  // namespace
+
+std::string MakeTempDir() {
+  std::string tmpl = (std::filesystem::temp_directory_path() / "ostravel-test-XXXXXX").string();
+  std::vector<char> buf(tmpl.begin(), tmpl.end());
+  buf.push_back('\0');
+  const char* made = mkdtemp(buf.data());
+  if (!made) std::abort();
+  std::lock_guard<std::mutex> lk(g_dirsLock);
+  g_dirs.emplace_back(made);
+  return made;
+}
+
+}  // namespace ostravel::test
