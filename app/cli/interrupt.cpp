@@ -1,0 +1,37 @@
+#include "interrupt.h"
+
+#include <csignal>
+#include <unistd.h>
+
+namespace ostravel::cli {
+
+namespace {
+std::atomic<std::atomic<bool>*> g_flag{nullptr};
+std::atomic<int> g_count{0};  // lock-free, so safe in a signal handler
+
+void OnSigint(int) {
+  if (g_count.fetch_add(1) + 1 >= 2) _exit(130);
+  if (auto* f = g_flag.load()) f->store(true);
+}
+}  // namespace
+
+InterruptGuard::InterruptGuard(std::atomic<bool>* flag) {
+  g_flag.store(flag);
+  g_count.store(0);
+  struct sigaction sa {};
+  sa.sa_handler = OnSigint;
+  sigemptyset(&sa.sa_mask);
+  sigaction(SIGINT, &sa, nullptr);
+}
+
+InterruptGuard::~InterruptGuard() {
+  struct sigaction sa {};
+  sa.sa_handler = SIG_DFL;
+  sigemptyset(&sa.sa_mask);
+  sigaction(SIGINT, &sa, nullptr);
+  g_flag.store(nullptr);
+}
+
+bool InterruptGuard::Interrupted() { return g_count.load() > 0; }
+
+}  // namespace ostravel::cli

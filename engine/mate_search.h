@@ -1,0 +1,102 @@
+#pragma once
+// The forced-mate search (FindForcedMate): every key of a directmate, with
+// threats and variations, using the temporary register for proved results.
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "chess/board.h"
+#include "engine/search_log.h"
+#include "engine/search_types.h"
+
+namespace ostravel {
+
+class TAggregatedTemporaryChessboardRegister;
+
+// Bucket count of the temporary register for a run with a root bound of
+// `plies`, given the memory allowed to the register.
+uint32_t RegisterBucketsForRun(int plies, bool smallRegister, uint64_t tempRegLimitMB);
+
+// Live figures of a running search, safe to read from another thread.
+struct TSearchProgress {
+  std::atomic<uint64_t> nodes{0};
+  std::atomic<int> rootDone{0};     // root candidates finished in the current stage
+  std::atomic<int> rootTotal{0};
+  std::atomic<int> depthMoves{0};   // mate length (moves) being searched at the root
+  std::atomic<int> shortestKnown{0};
+  std::mutex lineLock;
+  std::string currentLine;          // root move under analysis, in full notation
+};
+
+class TMateSearch {
+ public:
+  // The register is shared and outlives the search; when null the search
+  // makes one of its own, sized for the run.
+  explicit TMateSearch(const TSearchSettings& settings,
+                       std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg = nullptr);
+  ~TMateSearch();
+  TMateSearch(const TMateSearch&) = delete;
+  TMateSearch& operator=(const TMateSearch&) = delete;
+
+  // Searches for mate in nMoves from root (White to move, validated; its
+  // context gives the task's castling rights and e.p. square). Returns
+  // kResMate when a key was found, kResNoMate when none exists, and
+  // kResEndOfDepth when stopped. Solutions found stay in Solutions() across
+  // calls (a run's passes share them).
+  uint8_t FindForcedMate(const TChessboard& root, int nMoves);
+
+  // Shortest mate of White (to move in pos) within maxMoves moves: its length
+  // in moves (0 when there is none, or when stopped) and its first move.
+  int ShortestMate(const TChessboard& pos, int maxMoves, TMove* firstMove = nullptr);
+
+  // Fills threats and variations of the solutions found (after a search).
+  void Explain(const TChessboard& root, int nMoves);
+
+  const std::vector<TSolution>& Solutions() const { return solutions_; }
+  void ClearSolutions() { solutions_.clear(); }
+
+  void RequestStop() { stop_.store(true, std::memory_order_relaxed); }
+  bool StopRequested() const { return stop_.load(std::memory_order_relaxed); }
+  std::atomic<bool>& StopFlag() { return stop_; }
+  bool RepetitionSeen() const { return repetitionSeen_.load(); }
+
+  TSearchProgress& Progress() { return progress_; }
+  uint64_t Nodes() const { return progress_.nodes.load(std::memory_order_relaxed); }
+  TAggregatedTemporaryChessboardRegister& Register() { return *reg_; }
+  const TSearchSettings& Settings() const { return settings_; }
+
+  // Called (under a lock) each time a key is found.
+  std::function<void(const TSolution&)> onSolution;
+
+  // Thread-count proposal made at the root (0 when none).
+  int ThreadProposal() const { return threadProposal_; }
+
+ private:
+  friend class TSearcher;
+  bool AddSolution(const TChessboard& root, const TMove& m, int mateInPlies);
+  bool LimitReached() const;
+  void EnsureRegister(int plies);
+
+  TSearchSettings settings_;
+  std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg_;
+  std::atomic<bool> stop_{false};
+  std::atomic<bool> repetitionSeen_{false};
+  std::mutex solutionsLock_;
+  std::vector<TSolution> solutions_;
+  TSearchProgress progress_;
+  TSearchLog log_;
+  int threadProposal_ = 0;
+};
+
+// The thread procedure of one multithreading level, instantiated per setting;
+// the dispatcher picks the instantiation from the run's settings. Returns the
+// search result code, or throws with "Error: no implementation in
+// FindMateMultithreadingLevelThreadProcFFM for ..." for a value outside the
+// instantiated sets.
+uint8_t DispatchFindMateFFM(TMateSearch& search, const TChessboard& root, int nMoves);
+
+}  // namespace ostravel

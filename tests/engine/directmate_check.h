@@ -1,0 +1,47 @@
+#pragma once
+// Solves rows of the reference table and compares the key sets exactly.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <set>
+#include <string>
+
+#include "chess/fen.h"
+#include "chess/notation.h"
+#include "engine/mate_search.h"
+#include "problems/reference_table.h"
+#include "support/test_support.h"
+
+namespace ostravel::test {
+
+inline std::set<std::string> SolveKeys(const TReferenceProblem& p, int threads = 1) {
+  TTaskContext ctx;
+  TChessboard root;
+  EXPECT_TRUE(FenToBoard(p.fen, root, ctx)) << p.id;
+  ValidateAndRecount(root);
+  SetRootPlies(root, static_cast<uint16_t>(2 * p.moves - 1));
+  TSearchSettings st;
+  st.threads = threads;
+  st.computeVariations = false;
+  TMateSearch search(st);
+  search.FindForcedMate(root, p.moves);
+  std::set<std::string> keys;
+  for (const auto& s : search.Solutions()) keys.insert(MoveToUci(s.key));
+  return keys;
+}
+
+// Every complete row with minMoves <= n <= maxMoves must give exactly its keys.
+inline void CheckCompleteRows(int minMoves, int maxMoves, int threads = 1) {
+  const auto table = ReadReferenceTable(SharedData("directmates.tsv"));
+  int checked = 0;
+  for (const auto& p : table) {
+    if (!p.complete || p.moves < minMoves || p.moves > maxMoves) continue;
+    const std::set<std::string> want(p.keys.begin(), p.keys.end());
+    EXPECT_EQ(SolveKeys(p, threads), want) << p.id << " #" << p.moves << " " << p.fen;
+    ++checked;
+  }
+  EXPECT_GT(checked, 0);
+}
+
+}  // namespace ostravel::test
