@@ -3,13 +3,16 @@
 #include <algorithm>
 #include <array>
 #include <stdexcept>
+#include <chrono>
 #include <thread>
 
 #include "chess/movegen_impl.h"
 #include "chess/notation.h"
 #include "chess/tables.h"
 #include "config/settings.h"
+#include "engine/level_queue.h"
 #include "engine/search_movegen.h"
+#include "engine/threads.h"
 #include "registers/temporary_register.h"
 
 namespace ostravel {
@@ -47,10 +50,15 @@ int SolutionLimit(SolutionMode m) {
 // register and the solution list are shared through the TMateSearch.
 class TSearcher {
  public:
-  TSearcher(TMateSearch& s, const TChessboard& root)
+  TSearcher(TMateSearch& s, const TChessboard& root) : TSearcher(s, &root, 0) {}
+
+  // A searcher that continues a line: line[0..p] are copied (line[0] the root).
+  TSearcher(TMateSearch& s, const TChessboard* line, int p)
       : s_(s), reg_(*s.reg_), stop_(s.stop_), log_(s.log_.IsOpen() ? &s.log_ : nullptr) {
-    stack_[0] = root;
-    stack_[0].previous = nullptr;
+    for (int i = 0; i <= p; ++i) {
+      stack_[i] = line[i];
+      stack_[i].previous = i ? &stack_[i - 1] : nullptr;
+    }
     std::memset(killerW_, 0, sizeof killerW_);
     std::memset(killerB_, 0, sizeof killerB_);
     // Mate-in-one answers are cheaper to recompute than to store.
@@ -68,8 +76,54 @@ class TSearcher {
   }
 
   bool Stopped() const {
-    return stop_.load(std::memory_order_relaxed) || (limitFlag_ && limitFlag_->load(std::memory_order_relaxed));
+    if (stop_.load(std::memory_order_relaxed) || (limitFlag_ && limitFlag_->load(std::memory_order_relaxed)))
+      return true;
+    for (int i = 0; i < nCancels_; ++i)
+      if (cancels_[i]->load(std::memory_order_relaxed)) return true;
+    return false;
   }
+  // Flags that end this searcher's current work (a skipped move, a split node
+  // already decided by another thread); innermost last.
+  void PushCancel(const std::atomic<bool>* f) {
+    if (nCancels_ < kMaxCancels) cancels_[nCancels_++] = f;
+  }
+  void PopCancel() { --nCancels_; }
+  void InheritCancels(const TSearcher& parent) {
+    limitFlag_ = parent.limitFlag_;
+    for (int i = 0; i < parent.nCancels_; ++i) PushCancel(parent.cancels_[i]);
+  }
+  TChessboard* Stack() { return stack_; }
+  // A thread that joins a move another thread is analysing takes the moves of
+  // the first plies below it in reverse order, so that the two cover
+  // different ground and meet through the register.
+  void SetHelper(bool on, int belowPly) {
+    helper_ = on;
+    helperUntil_ = belowPly + 3;
+  }
+  // The search's own Black node at stack_[p] with bound d, up to the first
+  // reply that holds, when the reply is among the first `tries` ones. Returns
+  // kResMate when none of them holds (the rest are not searched).
+  uint8_t FirstRepliesHold(int p, int d, int tries, TMove* moves, int n) {
+    const TChessboard& b = stack_[p];
+    PutFirst(moves, n, killerB_[p]);
+    for (int i = 0; i < n && i < tries; ++i) {
+      PlayMove(b, stack_[p + 1], moves[i]);
+      ++nodes_;
+      const uint8_t r = White(p + 1, d - 1);
+      if (r != kResMate) {
+        Remember(killerB_[p], moves[i]);
+        return r;
+      }
+      if (Stopped()) return kResEndOfDepth;
+    }
+    return kResMate;
+  }
+  uint8_t WhiteAt(int p, int d) { return White(p, d); }
+  uint8_t BlackAt(int p, int d) {
+    if (d == 0) return IsMate(stack_[p]) ? kResMate : kResNoMate;
+    return Black(p, d);
+  }
+  std::atomic<bool> pausedSelf{false};
   // A flag raised when the solution limit is reached: the other threads stop.
   void SetLimitFlag(const std::atomic<bool>* f) { limitFlag_ = f; }
 
@@ -224,7 +278,15 @@ class TSearcher {
   // ------------------------------------------------------------ nodes
 
   // White to move in stack_[p], bound d plies (odd).
+  void WaitWhilePaused() {
+    while ((s_.pause_.load(std::memory_order_relaxed) || pausedSelf.load(std::memory_order_relaxed)) &&
+           !stop_.load(std::memory_order_relaxed))
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+
   uint8_t White(int p, int d) {
+    if (nodes_ >= (1u << 16)) Flush();  // keeps the progress figures live
+    if (s_.pause_.load(std::memory_order_relaxed) || pausedSelf.load(std::memory_order_relaxed)) WaitWhilePaused();
     if (cutRepetitions_ && p >= 2 && IsRepetition(p)) {
       s_.repetitionSeen_.store(true, std::memory_order_relaxed);
       return kResRepetition;
@@ -279,6 +341,7 @@ class TSearcher {
     const TChessboard& b = stack_[p];
     TMove moves[kMaxMoves];
     const int n = search::GenLegal<kWhite>(b, moves);
+    if (helper_ && p < helperUntil_) std::reverse(moves, moves + n);
     PutFirst(moves, n, killerW_[p]);
     bool repetition = false;
     for (int i = 0; i < n; ++i) {
@@ -365,8 +428,13 @@ class TSearcher {
   std::atomic<bool>& stop_;
   TSearchLog* log_;
   const std::atomic<bool>* limitFlag_ = nullptr;
+  static constexpr int kMaxCancels = 72;
+  const std::atomic<bool>* cancels_[kMaxCancels];
+  int nCancels_ = 0;
   int minStore_ = 4;
   bool etc_ = false;
+  bool helper_ = false;
+  int helperUntil_ = 0;
   bool cutRepetitions_ = false;
   int shortMatePlies_ = 0;
   TChessboard stack_[kMaxPly + 4];
@@ -443,45 +511,59 @@ uint8_t TMateSearch::FindForcedMate(const TChessboard& rootIn, int nMoves) {
     if (LimitReached()) return kResMate;
   }
 
-  const int threads = std::max(1, settings_.threads);
+  int threads = std::max(1, settings_.threads);
   std::atomic<bool> limitHit{false};
 
   // One stage: every remaining candidate searched with bound k; the proved
-  // ones become solutions and leave the list.
+  // ones become solutions and leave the list. The candidates form the first
+  // multithreading level: a queue from which each thread takes the next move.
   auto stage = [&](int k) -> bool {
     progress_.depthMoves = (k + 1) / 2;
     progress_.rootDone = 0;
     progress_.rootTotal = static_cast<int>(cand.size());
-    std::vector<uint8_t> result(cand.size(), kResNoMate);
-    std::atomic<size_t> next{0};
+    auto queue = std::make_shared<TLevelQueue>(cand, settings_.letTwoThreadsShareAMove && threads > 1);
+    {
+      std::lock_guard<std::mutex> lk(controlLock_);
+      rootQueue_ = queue;
+    }
     auto work = [&]() {
       TSearcher s(*this, root);
       s.SetLimitFlag(&limitHit);
+      RegisterThread(&s);
       for (;;) {
         if (stop_.load(std::memory_order_relaxed) || limitHit.load()) break;
-        const size_t i = next.fetch_add(1);
-        if (i >= cand.size()) break;
+        bool joined = false;
+        const int i = queue->Take(&joined);
+        if (i < 0) break;
+        const TMove m = queue->MoveAt(i);
+        s.SetHelper(joined, 1);
         {
           std::lock_guard<std::mutex> lk(progress_.lineLock);
-          progress_.currentLine = "1. " + MoveToText(root, cand[i]);
+          progress_.currentLine = "1. " + MoveToText(root, m);
         }
-        const uint8_t r = s.RootMove(cand[i], k);
+        s.PushCancel(queue->CancelFlag(i));
+        uint8_t r;
+        if (settings_.levels >= 2 && k >= 3) {
+          PlayMove(s.Stack()[0], s.Stack()[1], m);
+          r = SplitNode(s, 1, k - 1, 2);
+        } else {
+          r = s.RootMove(m, k);
+        }
+        s.PopCancel();
         if (stop_.load(std::memory_order_relaxed)) break;
-        result[i] = r;
-        if (r == kResMate && AddSolution(root, cand[i], k < d ? k : 0)) limitHit = true;
+        if (!queue->Finish(i, r)) continue;
+        if (r == kResMate && AddSolution(root, m, k < d ? k : 0)) limitHit = true;
         ++progress_.rootDone;
       }
+      UnregisterThread(&s);
     };
-    if (threads == 1 || cand.size() < 2) {
-      work();
-    } else {
-      std::vector<std::thread> pool;
-      for (int t = 0; t < threads && t < static_cast<int>(cand.size()); ++t) pool.emplace_back(work);
-      for (auto& t : pool) t.join();
-    }
+    RunThreads(threads, static_cast<int>(cand.size()), work);
     std::vector<TMove> left;
-    for (size_t i = 0; i < cand.size(); ++i)
-      if (result[i] != kResMate) left.push_back(cand[i]);
+    for (int i = 0; i < static_cast<int>(queue->Size()); ++i) {
+      const auto st = queue->StateOf(i);
+      if (st == TLevelQueue::State::kSkipped) continue;  // never analysed: dropped by the user
+      if (!(st == TLevelQueue::State::kDone && queue->ResultOf(i) == kResMate)) left.push_back(queue->MoveAt(i));
+    }
     cand.swap(left);
     return !stop_.load() && !limitHit.load();
   };
@@ -493,10 +575,187 @@ uint8_t TMateSearch::FindForcedMate(const TChessboard& rootIn, int nMoves) {
     for (int k = 1; k <= kMax && !cand.empty(); k += 2)
       if (!stage(k)) break;
   }
-  if (!stop_.load() && !limitHit.load() && !cand.empty()) stage(d);
+  if (!stop_.load() && !limitHit.load() && !cand.empty()) {
+    TThreadProposalInput in;
+    in.rootPlies = d;
+    in.alreadyProposed = threadProposal_ != 0;
+    in.candidatesLeft = static_cast<int>(cand.size());
+    in.threads = threads;
+    in.cores = ProcessorCount(false);
+    in.root = &root;
+    const int proposal = ProposeThreadCount(in);
+    if (proposal) {
+      threadProposal_ = proposal;
+      if (onThreadProposal && onThreadProposal(proposal)) threads = proposal;
+    }
+    stage(d);
+  }
+  {
+    std::lock_guard<std::mutex> lk(controlLock_);
+    rootQueue_.reset();
+  }
   if (stop_.load()) return kResEndOfDepth;
   std::lock_guard<std::mutex> lk(solutionsLock_);
   return solutions_.empty() ? kResNoMate : kResMate;
+}
+
+// Process-wide count of running search threads; a new one starts only below
+// the limit, and gives up when the run is stopped.
+namespace {
+std::atomic<int> g_runningSearchThreads{0};
+std::mutex g_engineLock;
+}  // namespace
+
+int RunningSearchThreads() { return g_runningSearchThreads.load(); }
+
+void TMateSearch::RunThreads(int wanted, int work, const std::function<void()>& fn) {
+  const int n = std::max(1, std::min(wanted, work));
+  if (n == 1) {
+    try {
+      fn();
+    } catch (const std::bad_alloc&) {
+      outOfMemory_ = true;
+      stop_ = true;
+    }
+    return;
+  }
+  long long limit = 0, p = 1;
+  for (int l = 0; l < std::max(1, settings_.levels); ++l) {
+    p *= std::max(1, settings_.threads);
+    limit += p;
+  }
+  limit = std::max<long long>(limit, n);
+  std::vector<std::thread> pool;
+  for (int t = 0; t < n; ++t) {
+    // The start rule: wait for a free place under the engine's lock, giving
+    // up at once on stop and idling in 1 ms steps while paused.
+    bool started = false;
+    while (!started) {
+      if (stop_.load()) break;
+      if (pause_.load()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        continue;
+      }
+      std::lock_guard<std::mutex> lk(g_engineLock);
+      if (g_runningSearchThreads.load() < limit) {
+        ++g_runningSearchThreads;
+        started = true;
+      }
+    }
+    if (!started) break;
+    // The callable is copied into the thread, so no hand-over wait is needed.
+    pool.emplace_back([this, &fn] {
+      try {
+        fn();
+      } catch (const std::bad_alloc&) {
+        outOfMemory_ = true;
+        stop_ = true;
+      }
+      std::this_thread::yield();
+      --g_runningSearchThreads;
+    });
+  }
+  for (auto& t : pool) t.join();
+}
+
+uint8_t TMateSearch::SplitNode(TSearcher& parent, int p, int d, int level) {
+  TChessboard* line = parent.Stack();
+  const TChessboard& node = line[p];
+  const bool white = node.WhiteToMove();
+  if (level > settings_.levels || d < 2) return white ? parent.WhiteAt(p, d) : parent.BlackAt(p, d);
+  TMove all[kMaxMoves];
+  int n = GenerateLegalMoves(node, all);
+  if (!white && n == 0) return IsKingAttacked(node, kBlack) ? kResMate : kResNoMate;
+  if (!white) {
+    // One reply usually holds: the likeliest one is searched alone first, and
+    // the node is split only when it does not.
+    const uint8_t r = parent.FirstRepliesHold(p, d, 1, all, n);
+    if (r != kResMate || parent.Stopped()) return parent.Stopped() ? kResEndOfDepth : r;
+    for (int i = 1; i < n; ++i) all[i - 1] = all[i];
+    if (--n == 0) return kResMate;
+  }
+  if (log_.IsOpen()) log_.NextLevel();
+  auto queue = std::make_shared<TLevelQueue>(std::vector<TMove>(all, all + n), settings_.letTwoThreadsShareAMove);
+  std::atomic<bool> decided{false};
+  std::atomic<uint8_t> result{white ? kResNoMate : kResMate};
+  std::atomic<bool> repetition{false};
+  auto work = [&]() {
+    TSearcher sub(*this, line, p);
+    sub.InheritCancels(parent);
+    sub.PushCancel(&decided);
+    RegisterThread(&sub);
+    for (;;) {
+      if (sub.Stopped()) break;
+      bool joined = false;
+      const int i = queue->Take(&joined);
+      if (i < 0) break;
+      const TMove m = queue->MoveAt(i);
+      sub.SetHelper(joined, p + 1);
+      sub.PushCancel(queue->CancelFlag(i));
+      PlayMove(sub.Stack()[p], sub.Stack()[p + 1], m);
+      const uint8_t r = SplitNode(sub, p + 1, d - 1, level + 1);
+      sub.PopCancel();
+      if (sub.Stopped()) break;
+      if (!queue->Finish(i, r)) continue;
+      // The node rules: one mating White move decides a White node, one Black
+      // reply that holds decides a Black node.
+      if (white && r == kResMate) {
+        result = kResMate;
+        decided = true;
+      } else if (!white && r != kResMate) {
+        result = r;
+        decided = true;
+      } else if (white && r == kResRepetition) {
+        repetition = true;
+      }
+    }
+    UnregisterThread(&sub);
+  };
+  RunThreads(settings_.bruteForce && level > 1 ? std::min(2, settings_.threads) : settings_.threads, n, work);
+  if (parent.Stopped()) return kResEndOfDepth;
+  uint8_t r = result.load();
+  if (white && r == kResNoMate && repetition.load()) r = kResRepetition;
+  return r;
+}
+
+void TMateSearch::RegisterThread(TSearcher* s) {
+  std::lock_guard<std::mutex> lk(controlLock_);
+  searchers_.push_back(s);
+}
+
+void TMateSearch::UnregisterThread(TSearcher* s) {
+  std::lock_guard<std::mutex> lk(controlLock_);
+  searchers_.erase(std::remove(searchers_.begin(), searchers_.end(), s), searchers_.end());
+}
+
+int TMateSearch::RunningThreads() const {
+  std::lock_guard<std::mutex> lk(controlLock_);
+  return static_cast<int>(searchers_.size());
+}
+
+bool TMateSearch::PauseThread(int index, bool paused) {
+  std::lock_guard<std::mutex> lk(controlLock_);
+  if (index < 0 || index >= static_cast<int>(searchers_.size())) return false;
+  searchers_[static_cast<size_t>(index)]->pausedSelf = paused;
+  return true;
+}
+
+bool TMateSearch::Control(TManualControl c, const TMove* target) {
+  std::shared_ptr<TLevelQueue> q;
+  {
+    std::lock_guard<std::mutex> lk(controlLock_);
+    q = rootQueue_;
+  }
+  if (!q) return false;
+  switch (c) {
+    case TManualControl::kSkipCurrent: return q->SkipCurrent();
+    case TManualControl::kSkipNext: return q->SkipNext(1) > 0;
+    case TManualControl::kSkip5: return q->SkipNext(5) > 0;
+    case TManualControl::kSkipTo: return target && q->SkipTo(*target) > 0;
+    case TManualControl::kSwapWithNext: return q->SwapNext();
+    case TManualControl::kShiftToLast: return q->ShiftCurrentToLast();
+  }
+  return false;
 }
 
 int TMateSearch::ShortestMate(const TChessboard& pos, int maxMoves, TMove* firstMove) {

@@ -16,6 +16,23 @@
 namespace ostravel {
 
 class TAggregatedTemporaryChessboardRegister;
+class TLevelQueue;
+class TSearcher;
+
+// Number of search threads running in the whole process.
+int RunningSearchThreads();
+
+// Manual engine control on the first multithreading level (the root's
+// candidates). A skipped move is never searched, so a solution in it is lost.
+enum class TManualControl {
+  kSkipCurrent,   // "Skip analysis of current move and go to the &next one"
+  kSkipNext,      // "Skip to analysis of next move"
+  kSkip5,         // "Skip 5 moves of analysis"
+  kSkipTo,        // "Skip to..."
+  kSwapWithNext,  // "Swap order of analysis with the next move"
+  kShiftToLast,   // "Shift current move to be analyzed as the last one"
+};
+extern const char* const kManualControlWarning;
 
 // Bucket count of the temporary register for a run with a root bound of
 // `plies`, given the memory allowed to the register.
@@ -63,6 +80,8 @@ class TMateSearch {
   bool StopRequested() const { return stop_.load(std::memory_order_relaxed); }
   std::atomic<bool>& StopFlag() { return stop_; }
   bool RepetitionSeen() const { return repetitionSeen_.load(); }
+  // A search thread ran out of memory; the search then stopped ("Out of memory.").
+  bool OutOfMemory() const { return outOfMemory_.load(); }
 
   TSearchProgress& Progress() { return progress_; }
   uint64_t Nodes() const { return progress_.nodes.load(std::memory_order_relaxed); }
@@ -72,12 +91,28 @@ class TMateSearch {
   // Called (under a lock) each time a key is found.
   std::function<void(const TSolution&)> onSolution;
 
-  // Thread-count proposal made at the root (0 when none).
+  // Thread-count proposal made at the root (0 when none). When the callback is
+  // set it is asked (with the proposed count) and a true answer makes the
+  // search use that many first-level threads.
   int ThreadProposal() const { return threadProposal_; }
+  std::function<bool(int)> onThreadProposal;
+
+  // Manual control (see TManualControl); false when there is nothing to act on.
+  bool Control(TManualControl c, const TMove* target = nullptr);
+  // "&Pause (right click)": every search thread idles in 1 ms steps.
+  void SetPaused(bool paused) { pause_.store(paused); }
+  bool Paused() const { return pause_.load(); }
+  // "&Pause one thread (right click + ctrl)": index among RunningThreads().
+  bool PauseThread(int index, bool paused);
+  int RunningThreads() const;
 
  private:
   friend class TSearcher;
   bool AddSolution(const TChessboard& root, const TMove& m, int mateInPlies);
+  void RunThreads(int wanted, int work, const std::function<void()>& fn);
+  uint8_t SplitNode(TSearcher& parent, int p, int d, int level);
+  void RegisterThread(TSearcher* s);
+  void UnregisterThread(TSearcher* s);
   bool LimitReached() const;
   void EnsureRegister(int plies);
 
@@ -90,6 +125,11 @@ class TMateSearch {
   TSearchProgress progress_;
   TSearchLog log_;
   int threadProposal_ = 0;
+  std::atomic<bool> pause_{false};
+  std::atomic<bool> outOfMemory_{false};
+  mutable std::mutex controlLock_;
+  std::shared_ptr<TLevelQueue> rootQueue_;
+  std::vector<TSearcher*> searchers_;
 };
 
 // The thread procedure of one multithreading level, instantiated per setting;

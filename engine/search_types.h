@@ -65,7 +65,8 @@ struct TSearchSettings {
   bool smallRegister = false;       // always size the register for a small search
   bool bruteForce = true;           // no special heuristics (none exist yet)
   int threads = 1;
-  int levels = 1;
+  int levels = 1;                   // multithreading levels (1..64)
+  bool letTwoThreadsShareAMove = true;  // LetAnalyzeTheSameMoveInTwoThreads
   bool computeVariations = true;
   int maxVariationNodes = 600;      // cap on the printed solution tree per key
   bool logMoves = false;

@@ -6,4 +6,4 @@ root="$(cd "$(dirname "$0")/.." && pwd)"
 "$root/scripts/install-deps.sh"
 "$root/scripts/build.sh" "$root/build" -DOSTRAVEL_TESTS=OFF -DOSTRAVEL_BENCH=OFF
 cd "$root"
-exec ./build/ostravel-cli perft startpos 6
+exec ./build/ostravel-cli regress data/sample_problems.cp --brief

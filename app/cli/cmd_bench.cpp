@@ -13,6 +13,7 @@
 #include "command.h"
 #include "config/settings.h"
 #include "engine/mate_search.h"
+#include "engine/threads.h"
 #include "interrupt.h"
 #include "problems/reference_table.h"
 
@@ -27,7 +28,8 @@ void Help() {
       "keys without heuristics and prints, per problem, the seconds, nodes, nodes/s and\n"
       "whether the keys found match the listed ones, then the totals.\n\n"
       "  --file F            the table (default ../shared/data/bench.tsv)\n"
-      "  --threads T         search threads (default 1)\n"
+      "  --threads T         search threads per level (default 1)\n"
+      "  --levels L          multithreading levels (default 1)\n"
       "  --only-incomplete   only rows whose key set is not known to be complete\n"
       "                      (their listed keys must be among those found)\n"
       "  --time-limit S      give up a problem after S seconds (counted as a timeout)\n"
@@ -42,7 +44,7 @@ int RunBench(const std::vector<std::string>& args) {
     return kExitOk;
   }
   std::string file = "../shared/data/bench.tsv";
-  int threads = 1, maxMoves = 1000;
+  int threads = 1, levels = 1, maxMoves = 1000;
   double timeLimit = 0;
   bool onlyIncomplete = false;
   std::set<std::string> ids;
@@ -59,6 +61,10 @@ int RunBench(const std::vector<std::string>& args) {
         if (!v) return BadInput("bench: --threads needs a number");
         threads = std::stoi(*v);
         if (threads < 1 || threads > 255) return BadInput("bench: --threads must be from 1 to 255");
+      } else if (a == "--levels") {
+        auto v = next();
+        if (!v) return BadInput("bench: --levels needs a number");
+        levels = std::stoi(*v);
       } else if (a == "--time-limit") {
         auto v = next();
         if (!v) return BadInput("bench: --time-limit needs seconds");
@@ -80,6 +86,14 @@ int RunBench(const std::vector<std::string>& args) {
       return BadInput("bench: bad number after " + a);
     }
   }
+  bool adjusted = false;
+  levels = AdjustLevels(levels, 1, &adjusted);
+  if (adjusted) std::fprintf(stderr, "%s\n", kLevelsAdjustedText);
+  try {
+    ValidateThreadsAndLevels(threads, levels);
+  } catch (const std::exception& e) {
+    return BadInput(e.what());
+  }
   std::vector<TReferenceProblem> table;
   try {
     table = ReadReferenceTable(file);
@@ -90,6 +104,7 @@ int RunBench(const std::vector<std::string>& args) {
   std::atomic<bool> interrupted{false};
   InterruptGuard guard(&interrupted);
 
+  std::printf("threads %s\n", ThreadLabel(static_cast<size_t>(threads), static_cast<size_t>(levels)).c_str());
   std::printf("%-12s %3s %10s %14s %12s  %s\n", "id", "#n", "seconds", "nodes", "nodes/s", "result");
   double totalSecs = 0;
   uint64_t totalNodes = 0;
@@ -117,6 +132,7 @@ int RunBench(const std::vector<std::string>& args) {
     TSearchSettings st;
     st.mode = SolutionMode::kAll;
     st.threads = threads;
+    st.levels = levels;
     st.computeVariations = false;
     TMateSearch search(st);
     const auto t0 = std::chrono::steady_clock::now();

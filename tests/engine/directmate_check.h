@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <ostream>
 #include <set>
 #include <string>
 
@@ -12,6 +13,11 @@
 #include "engine/mate_search.h"
 #include "problems/reference_table.h"
 #include "support/test_support.h"
+
+namespace ostravel {
+// Test names show the problem's id rather than its bytes.
+inline void PrintTo(const TReferenceProblem& p, std::ostream* os) { *os << p.id << " #" << p.moves; }
+}  // namespace ostravel
 
 namespace ostravel::test {
 

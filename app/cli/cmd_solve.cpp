@@ -1,0 +1,315 @@
+// ostravel-cli solve: solves a directmate given by FEN and stipulation, or
+// problems of a ".cp" collection, through the engine facade.
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+
+#include "chess/fen.h"
+#include "command.h"
+#include "config/settings.h"
+#include "engine/engine_run.h"
+#include "engine/engine_texts.h"
+#include "interrupt.h"
+#include "problems/cp_file.h"
+#include "solution_format.h"
+
+namespace ostravel::cli {
+namespace {
+
+void Help() {
+  std::printf(
+      "Usage: ostravel-cli solve --fen \"<FEN>\" --mate <n> [options]\n"
+      "       ostravel-cli solve <file.cp> [--problem K | --all] [--store] [options]\n\n"
+      "Finds every key of a directmate in n moves (shorter mates included), with the\n"
+      "threat and the variations of each key. A collection's problems are solved\n"
+      "with their own stipulations, sort indications and mode tags; a problem with\n"
+      "Black to move is solved as the defence task.\n\n"
+      "  --mode M                single | 2 | 3 | 4 | all   (solutions to look for; default all)\n"
+      "  --brute-force           search without special heuristics\n"
+      "  --hybrid                hybrid brute force: a heuristical search for one\n"
+      "                          solution, then brute force for duals\n"
+      "  --defence               Black to move in the FEN: find Black's best defence\n"
+      "                          against mate in n\n"
+      "  --short-mate-depth P    custom short-mate depth in plies (below 1: default)\n"
+      "  --no-second-pass        switch the pass without heuristics off\n"
+      "  --threads T             search threads (default 1)\n"
+      "  --no-variations         print the keys and threats only\n"
+      "  --lang en|pl|uk         language of the texts (default: LanguageId)\n"
+      "  --json                  one JSON object on stdout (see README)\n"
+      "  --quiet                 no progress line\n"
+      "  --problem K             solve the K-th problem of the collection (from 1)\n"
+      "  --all                   solve every problem of the collection\n"
+      "  --store                 write each solution found back into the collection as\n"
+      "                          a variant (safe save; the file is rewritten canonically)\n\n"
+      "Exit codes: 0 the search completed (keys found or proved absent), 1 bad input,\n"
+      "130 stopped by Ctrl-C (the partial result is printed).\n");
+}
+
+struct TSolveOptions {
+  std::string fen;
+  std::string file;
+  int moves = 0;
+  std::optional<SolutionMode> mode;
+  bool bruteForce = false, hybrid = false, defence = false, noSecondPass = false;
+  std::optional<int16_t> shortMateDepth;
+  int threads = 1;
+  bool variations = true, json = false, quiet = false, all = false, store = false;
+  int problem = 0;
+  int lang = -1;
+};
+
+bool ParseInt(const std::string& s, long lo, long hi, long& out) {
+  try {
+    size_t used = 0;
+    const long v = std::stol(s, &used);
+    if (used != s.size() || v < lo || v > hi) return false;
+    out = v;
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+// Returns an empty string, or the bad-input message.
+std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string& a = args[i];
+    std::string v;
+    auto value = [&]() {
+      if (i + 1 >= args.size()) return false;
+      v = args[++i];
+      return true;
+    };
+    long n = 0;
+    if (a == "--fen") {
+      if (!value()) return "solve: --fen needs a FEN";
+      o.fen = v;
+    } else if (a == "--mate") {
+      if (!value() || !ParseInt(v, 1, 120, n)) return "solve: --mate must be from 1 to 120";
+      o.moves = static_cast<int>(n);
+    } else if (a == "--mode") {
+      SolutionMode m;
+      if (!value() || !ParseModeName(v, m)) return "solve: --mode is single, 2, 3, 4 or all";
+      o.mode = m;
+    } else if (a == "--threads") {
+      if (!value() || !ParseInt(v, 1, 255, n)) return "solve: --threads must be from 1 to 255";
+      o.threads = static_cast<int>(n);
+    } else if (a == "--short-mate-depth") {
+      if (!value() || !ParseInt(v, -32768, 32767, n)) return "solve: --short-mate-depth needs a number of plies";
+      o.shortMateDepth = static_cast<int16_t>(n);
+    } else if (a == "--lang") {
+      if (!value() || (o.lang = LanguageIdOf(v)) < 0) return "solve: --lang is en, pl or uk";
+    } else if (a == "--problem") {
+      if (!value() || !ParseInt(v, 1, 1000000, n)) return "solve: --problem needs a problem number from 1";
+      o.problem = static_cast<int>(n);
+    } else if (a == "--brute-force") {
+      o.bruteForce = true;
+    } else if (a == "--hybrid") {
+      o.hybrid = true;
+    } else if (a == "--defence" || a == "--defense") {
+      o.defence = true;
+    } else if (a == "--no-second-pass") {
+      o.noSecondPass = true;
+    } else if (a == "--no-variations") {
+      o.variations = false;
+    } else if (a == "--json") {
+      o.json = true;
+    } else if (a == "--quiet") {
+      o.quiet = true;
+    } else if (a == "--all") {
+      o.all = true;
+    } else if (a == "--store") {
+      o.store = true;
+    } else if (!a.empty() && a[0] != '-' && o.file.empty()) {
+      o.file = a;
+    } else {
+      return "solve: unknown argument " + a + " (see --help)";
+    }
+  }
+  if (o.bruteForce && o.hybrid) return "solve: --brute-force and --hybrid exclude each other";
+  if (!o.file.empty()) {
+    if (!o.fen.empty() || o.moves) return "solve: give either a collection file or --fen and --mate";
+    if (o.defence) return "solve: --defence takes a position given by --fen";
+    if (o.problem && o.all) return "solve: --problem and --all exclude each other";
+  } else {
+    if (o.problem || o.all || o.store) return "solve: --problem, --all and --store need a collection file";
+    if (o.fen.empty()) return "solve: --fen \"<FEN>\" is required";
+    if (!o.moves) return "solve: --mate must be from 1 to 120";
+  }
+  return {};
+}
+
+// The command line's choices over a request built from the settings (and a problem).
+void ApplyOptions(const TSolveOptions& o, TSolveRequest& r) {
+  if (o.mode) r.mode = *o.mode;
+  if (o.bruteForce) {
+    r.bruteForce = true;
+    r.hybridPhase = 0;
+  }
+  if (o.hybrid) {
+    r.hybridPhase = 1;
+    r.bruteForce = false;
+  }
+  if (o.shortMateDepth) r.customShortMateDepth = *o.shortMateDepth;
+  if (o.noSecondPass) r.passWithoutHeuristics = false;
+  r.threads = static_cast<uint8_t>(o.threads);
+  r.computeVariations = o.variations;
+  if (o.lang >= 0) r.languageId = o.lang;
+}
+
+// Prints a finished run; returns its exit code.
+int Report(const TSolveOptions& o, const std::string& fen, const TSolveRequest& r, const TCliRunOutcome& out) {
+  if (!out.refusal.empty()) return BadInput(out.refusal);
+  const TSolveResult& res = out.result;
+  if (o.json) {
+    std::printf("%s\n", RunJson(fen, r, res, out.endText).dump(2).c_str());
+  } else if (res.status != TRunStatus::kRefused && res.status != TRunStatus::kFailed) {
+    std::printf("%s", SolutionsText(res.solutions, r.languageId).c_str());
+    std::printf("%s\n", out.endText.c_str());
+  }
+  if (res.status == TRunStatus::kRefused || res.status == TRunStatus::kFailed) return BadInput(res.message);
+  return res.status == TRunStatus::kStopped ? kExitStopped : kExitOk;
+}
+
+TCliRunOptions RunOptions(const TSolveOptions& o, std::atomic<bool>* interrupt) {
+  TCliRunOptions ro;
+  ro.progress = !o.quiet && !o.json && isatty(STDERR_FILENO);
+  ro.messages = !o.json;
+  ro.interrupt = interrupt;
+  return ro;
+}
+
+int SolveFen(const TSolveOptions& o) {
+  TSolveRequest r;
+  if (!r.SetFen(o.fen)) return BadInput("solve: invalid FEN: " + o.fen);
+  if (!o.defence && !r.whiteToMove) return BadInput("solve: a directmate needs White to move (see --defence)");
+  ApplySettings(r, Settings());
+  r.moves = o.moves;
+  r.title = o.fen;
+  r.problemId = 1;
+  ApplyOptions(o, r);
+  std::atomic<bool> interrupt{false};
+  InterruptGuard guard(&interrupt);
+  const TCliRunOutcome out =
+      RunOnEngine(r, o.defence ? TEngineTask::kDefence : TEngineTask::kMate, RunOptions(o, &interrupt));
+  return Report(o, o.fen, r, out);
+}
+
+// The solution found, as the variant the collection keeps: one line per key.
+void StoreSolution(TProblem& p, const TSolveResult& res) {
+  TVariant v;
+  v.name = p.variants.empty() ? "Main" : "Ostravel";
+  for (const auto& s : res.solutions) v.lines.push_back({s.keyText});
+  for (auto& old : p.variants)
+    if (old.name == v.name) {
+      old = v;
+      return;
+    }
+  p.variants.push_back(v);
+}
+
+int SolveCollection(const TSolveOptions& o) {
+  TCollectionReadResult coll;
+  try {
+    coll = LoadCollectionFile(o.file);
+  } catch (const CollectionFileError& e) {
+    return BadInput("solve: " + o.file + ": " + e.what());
+  }
+  for (const auto& e : coll.errors) std::fprintf(stderr, "ostravel-cli: %s: %s\n", o.file.c_str(), e.Describe().c_str());
+  if (o.store && !coll.ok())
+    return BadInput("solve: --store would drop the records in error: correct the collection first");
+  const int count = static_cast<int>(coll.problems.size());
+  if (count == 0) return BadInput("solve: " + o.file + " holds no problem");
+  std::vector<int> chosen;
+  if (o.all) {
+    for (int k = 1; k <= count; ++k) chosen.push_back(k);
+  } else if (o.problem) {
+    if (o.problem > count)
+      return BadInput("solve: " + o.file + " holds " + std::to_string(count) + " problem(s)");
+    chosen.push_back(o.problem);
+  } else if (count == 1) {
+    chosen.push_back(1);
+  } else {
+    return BadInput("solve: " + o.file + " holds " + std::to_string(count) +
+                    " problems: choose one with --problem K, or --all");
+  }
+
+  std::atomic<bool> interrupt{false};
+  InterruptGuard guard(&interrupt);
+  nlohmann::json all = nlohmann::json::array();
+  int exitCode = kExitOk, stored = 0;
+  for (int k : chosen) {
+    TProblem& p = coll.problems[static_cast<size_t>(k - 1)];
+    TSolveRequest r = RequestFromProblem(p, Settings(), static_cast<uint32_t>(k));
+    ApplyOptions(o, r);
+    const TEngineTask task = p.whiteToMove ? TEngineTask::kMate : TEngineTask::kDefence;
+    if (!o.json) std::printf("%sProblem %d: #%d %s\n", k == chosen.front() ? "" : "\n", k, p.moves, r.title.c_str());
+    std::fflush(stdout);
+    const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
+    const std::string fen = p.Fen();
+    if (!out.refusal.empty()) {
+      std::fprintf(stderr, "ostravel-cli: problem %d: %s\n", k, out.refusal.c_str());
+      exitCode = kExitBadInput;
+      continue;
+    }
+    const TSolveResult& res = out.result;
+    if (o.json) {
+      nlohmann::json j = RunJson(fen, r, res, out.endText);
+      j["problem"] = k;
+      j["description"] = p.description;
+      all.push_back(std::move(j));
+    } else if (res.status == TRunStatus::kRefused || res.status == TRunStatus::kFailed) {
+      std::printf("%s\n", res.message.c_str());
+    } else {
+      std::printf("%s", SolutionsText(res.solutions, r.languageId).c_str());
+      std::printf("%s\n", out.endText.c_str());
+    }
+    if (res.status == TRunStatus::kRefused || res.status == TRunStatus::kFailed) {
+      std::fprintf(stderr, "ostravel-cli: problem %d: %s\n", k, res.message.c_str());
+      exitCode = kExitBadInput;
+    } else if (res.status == TRunStatus::kCompleted && task == TEngineTask::kMate && o.store) {
+      StoreSolution(p, res);
+      ++stored;
+    }
+    if (out.interrupted) {
+      exitCode = kExitStopped;
+      break;
+    }
+  }
+  if (o.json) {
+    nlohmann::json j;
+    j["file"] = o.file;
+    j["problems"] = std::move(all);
+    std::printf("%s\n", j.dump(2).c_str());
+  }
+  if (stored) {
+    try {
+      SaveCollectionFile(o.file, coll.problems);
+    } catch (const CollectionFileError& e) {
+      std::fprintf(stderr, "ostravel-cli: %s: %s\n", o.file.c_str(), e.what());
+      return kExitFailure;
+    }
+    if (!o.json) std::printf("\nStored the solutions of %d problem(s) in %s\n", stored, o.file.c_str());
+  }
+  return exitCode;
+}
+
+int RunSolve(const std::vector<std::string>& args) {
+  if (WantsHelp(args)) {
+    Help();
+    return kExitOk;
+  }
+  TSolveOptions o;
+  const std::string error = ParseArgs(args, o);
+  if (!error.empty()) return BadInput(error);
+  for (const std::string& w : LoadSettings()) std::fprintf(stderr, "Warning: %s\n", w.c_str());
+  return o.file.empty() ? SolveFen(o) : SolveCollection(o);
+}
+
+}  // namespace
+
+OSTRAVEL_COMMAND("solve", "solve a directmate (FEN or collection): keys, threats and variations", RunSolve);
+
+}  // namespace ostravel::cli

@@ -1,0 +1,222 @@
+#include "solution_format.h"
+
+#include <chrono>
+#include <cstdio>
+
+#include "chess/notation.h"
+#include "engine/engine_texts.h"
+
+namespace ostravel::cli {
+
+namespace {
+
+void VariationText(const std::vector<TVariation>& vs, int blackMoveNo, int indent, std::string& out) {
+  for (const auto& v : vs) {
+    out += std::string(static_cast<size_t>(indent), ' ');
+    out += std::to_string(blackMoveNo) + "..." + v.blackText + " " + std::to_string(blackMoveNo + 1) + "." +
+           v.whiteText + (v.mate ? "#" : "") + "\n";
+    VariationText(v.next, blackMoveNo + 1, indent + 3, out);
+  }
+}
+
+nlohmann::json VariationsJson(const std::vector<TVariation>& vs) {
+  nlohmann::json arr = nlohmann::json::array();
+  for (const auto& v : vs) {
+    nlohmann::json j;
+    j["black"] = v.blackText;
+    j["black_uci"] = MoveToUci(v.black);
+    j["white"] = v.whiteText;
+    j["white_uci"] = MoveToUci(v.white);
+    j["mate"] = v.mate;
+    if (!v.next.empty()) j["variations"] = VariationsJson(v.next);
+    arr.push_back(std::move(j));
+  }
+  return arr;
+}
+
+const char* StatusName(TRunStatus s) {
+  switch (s) {
+    case TRunStatus::kCompleted: return "completed";
+    case TRunStatus::kStopped: return "stopped";
+    default: return "error";
+  }
+}
+
+const char* PassKindName(TPassKind k) {
+  switch (k) {
+    case TPassKind::kWithHeuristics: return "with heuristics";
+    case TPassKind::kWithoutHeuristics: return "without heuristics";
+    case TPassKind::kBruteForce: return "brute force";
+    case TPassKind::kHybridPhase1: return "hybrid phase 1";
+    case TPassKind::kHybridPhase2: return "hybrid phase 2";
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string SolutionsText(const std::vector<TSolution>& solutions, int languageId) {
+  const std::string threat = EngineText(TEngineText::kThreat, languageId);
+  const std::string zugzwang = EngineText(TEngineText::kZugzwang, languageId);
+  std::string out;
+  for (const auto& s : solutions) {
+    out += "1." + s.keyText + "!";
+    if (s.mateIn) out += "  (mate in " + std::to_string(s.mateIn) + ")";
+    out += "\n";
+    if (s.keyChecks) {
+      // A checking key has no threat.
+    } else if (s.threat.empty()) {
+      out += "   " + zugzwang + "\n";
+    } else {
+      out += "   " + threat;
+      for (size_t i = 0; i < s.threat.size(); ++i) out += (i ? ", 2." : " 2.") + s.threat[i];
+      if (s.threatIn) out += "  (mate in " + std::to_string(s.threatIn) + ")";
+      out += "\n";
+    }
+    VariationText(s.variations, 1, 3, out);
+    if (s.variationsTruncated) out += "   ... (further variations not shown)\n";
+  }
+  return out;
+}
+
+nlohmann::json SolutionJson(const TSolution& s) {
+  nlohmann::json j;
+  j["key"] = s.keyText;
+  j["uci"] = MoveToUci(s.key);
+  j["mate_in"] = s.mateIn;
+  j["check"] = s.keyChecks;
+  j["threat"] = s.threat;
+  j["threat_mate_in"] = s.threatIn;
+  j["zugzwang"] = !s.keyChecks && s.threat.empty();
+  j["variations"] = VariationsJson(s.variations);
+  j["variations_truncated"] = s.variationsTruncated;
+  return j;
+}
+
+const char* ModeName(SolutionMode m) {
+  switch (m) {
+    case SolutionMode::kSingle: return "single";
+    case SolutionMode::kAtMost2: return "2";
+    case SolutionMode::kAtMost3: return "3";
+    case SolutionMode::kAtMost4: return "4";
+    case SolutionMode::kAll: return "all";
+  }
+  return "all";
+}
+
+bool ParseModeName(const std::string& s, SolutionMode& m) {
+  if (s == "single" || s == "1") m = SolutionMode::kSingle;
+  else if (s == "2") m = SolutionMode::kAtMost2;
+  else if (s == "3") m = SolutionMode::kAtMost3;
+  else if (s == "4") m = SolutionMode::kAtMost4;
+  else if (s == "all") m = SolutionMode::kAll;
+  else return false;
+  return true;
+}
+
+nlohmann::json RunJson(const std::string& fen, const TSolveRequest& r, const TSolveResult& res,
+                       const std::string& endText) {
+  nlohmann::json j;
+  j["fen"] = fen;
+  j["stipulation"] = EngineFormat("#%d", r.moves);
+  j["status"] = StatusName(res.status);
+  j["message"] = res.message;
+  j["seconds"] = res.seconds;
+  j["nodes"] = res.nodes;
+  j["solutions"] = nlohmann::json::array();
+  for (const auto& s : res.solutions) j["solutions"].push_back(SolutionJson(s));
+  j["task"] = res.task == TEngineTask::kDefence ? "defence" : "mate";
+  j["mode"] = ModeName(r.mode);
+  j["hybrid"] = r.hybridPhase != 0;
+  j["brute_force"] = r.bruteForce;
+  j["solution_count"] = res.solutionCount;
+  j["stopped_by_solution_limit"] = res.stoppedBySolutionLimit;
+  j["from_register"] = res.fromRegister;
+  j["position_repetition"] = res.repetitionDetected;
+  j["position_type"] = res.positionType;
+  j["summary"] = res.summary;
+  nlohmann::json passes = nlohmann::json::array();
+  for (const auto& p : res.passes) {
+    nlohmann::json pj;
+    pj["pass"] = p.plan.Name();
+    pj["kind"] = PassKindName(p.plan.kind);
+    pj["heuristics"] = p.plan.heuristics;
+    pj["mode"] = ModeName(p.plan.mode);
+    pj["completed"] = p.completed;
+    pj["solutions"] = p.solutionsAfter;
+    pj["seconds"] = p.seconds;
+    pj["nodes"] = p.nodes;
+    passes.push_back(std::move(pj));
+  }
+  j["passes"] = std::move(passes);
+  j["notes"] = res.notes;
+  if (res.task == TEngineTask::kDefence) {
+    const TDefenceResult& d = res.defence;
+    nlohmann::json dj;
+    dj["headline"] = EngineText(d.headline, r.languageId);
+    auto uciList = [&](const std::vector<size_t>& idx) {
+      nlohmann::json a = nlohmann::json::array();
+      for (size_t i : idx) a.push_back(MoveToUci(d.replies[i].move));
+      return a;
+    };
+    dj["best"] = uciList(d.best);
+    dj["equivalent"] = uciList(d.equivalent);
+    dj["short_mate_moves"] = d.shortMateMoves;
+    nlohmann::json replies = nlohmann::json::array();
+    for (const auto& reply : d.replies) {
+      nlohmann::json rj;
+      rj["move"] = reply.text;
+      rj["uci"] = MoveToUci(reply.move);
+      rj["searched"] = reply.searched;
+      rj["mate_in"] = reply.mateIn;
+      replies.push_back(std::move(rj));
+    }
+    dj["replies"] = std::move(replies);
+    j["defence"] = std::move(dj);
+  }
+  j["end_text"] = endText;
+  return j;
+}
+
+TCliRunOutcome RunOnEngine(const TSolveRequest& r, TEngineTask task, const TCliRunOptions& opt) {
+  TCliRunOutcome out;
+  TEngine engine;
+  TEngineCallbacks cb;
+  cb.onMessage = [&opt](const TEngineMessage& m) {
+    if (!opt.messages || m.kind == TEngineMessage::kStatus) return;
+    if (opt.progress) std::fprintf(stderr, "%100s\r", "");
+    if (!m.title.empty()) std::printf("%s:\n", m.title.c_str());
+    std::printf("%s\n", m.text.c_str());
+    std::fflush(stdout);
+  };
+  // The command line has nobody to ask: keep the requested thread count.
+  cb.onThreadProposal = [](int, const std::string&) { return false; };
+  out.refusal = engine.Start(r, cb, task);
+  if (!out.refusal.empty()) return out;
+  const auto t0 = std::chrono::steady_clock::now();
+  while (!engine.WaitFor(std::chrono::milliseconds(50))) {
+    if (opt.interrupt && opt.interrupt->load() && !out.interrupted) {
+      out.interrupted = true;
+      engine.RequestStop();
+    }
+    const double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    if (opt.timeLimit > 0 && secs > opt.timeLimit && !out.timedOut && !out.interrupted) {
+      out.timedOut = true;
+      engine.RequestStop();
+    }
+    if (opt.progress) {
+      const TProgressSnapshot s = engine.Snapshot();
+      if (s.state != TRunState::kRunning) continue;
+      std::string line = ProgressLine(s);
+      if (!line.empty() && line.back() == '\r') line.pop_back();
+      std::fprintf(stderr, "%s  %s  %s\r", DepthReportLine(s).c_str(), line.c_str(), MemoryText(s.registerMB).c_str());
+    }
+  }
+  engine.Wait();
+  if (opt.progress) std::fprintf(stderr, "%100s\r", "");
+  out.result = engine.Result();
+  out.endText = engine.EndTextOfRun();
+  return out;
+}
+
+}  // namespace ostravel::cli

@@ -1,0 +1,50 @@
+#pragma once
+// Text and JSON forms of solutions and engine runs, and the terminal adapter
+// over the engine facade, shared by the solving commands.
+#include <atomic>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "engine/engine_run.h"
+#include "engine/search_types.h"
+
+namespace ostravel::cli {
+
+// Keys ending in "!", each with its threat line and its variations, indented;
+// the fixed words in the language (LanguageId).
+std::string SolutionsText(const std::vector<TSolution>& solutions, int languageId = 1);
+
+nlohmann::json SolutionJson(const TSolution& s);
+
+// "single", "2", "3", "4" or "all".
+const char* ModeName(SolutionMode m);
+// Reads a mode as the command line gives it ("single" or "1", "2", "3", "4", "all").
+bool ParseModeName(const std::string& s, SolutionMode& m);
+
+// The JSON of a finished run: the keys scripts rely on ("fen", "stipulation",
+// "status", "message", "seconds", "nodes", "solutions") and the run's mode,
+// passes, notes and end text.
+nlohmann::json RunJson(const std::string& fen, const TSolveRequest& r, const TSolveResult& res,
+                       const std::string& endText);
+
+struct TCliRunOptions {
+  bool progress = false;   // the progress line on stderr (a terminal only)
+  bool messages = true;    // the summary and the run's notices on stdout
+  double timeLimit = 0;    // seconds; 0 none. Reaching it stops the run.
+  std::atomic<bool>* interrupt = nullptr;  // raised by Ctrl-C: stops the run
+};
+
+struct TCliRunOutcome {
+  std::string refusal;  // the run did not start (text of the refusal)
+  TSolveResult result;
+  std::string endText;
+  bool interrupted = false;  // stopped by Ctrl-C
+  bool timedOut = false;     // stopped by the time limit
+};
+
+// Runs one request on the engine and waits for its end, printing as the
+// options say.
+TCliRunOutcome RunOnEngine(const TSolveRequest& r, TEngineTask task, const TCliRunOptions& opt);
+
+}  // namespace ostravel::cli
