@@ -312,6 +312,22 @@ inline int Legal(const TChessboard& b, TMove* out) {
   return n;
 }
 
+// Squares a pawn of colour C on sq can move to (pushes and captures, not e.p.).
+template <uint8_t C>
+inline uint64_t PawnTargets(const TChessboard& b, int sq, uint64_t occ) {
+  using S = Side<C>;
+  const int r = sq >> 3, f = sq & 7;
+  const int t = sq + S::kPush;
+  uint64_t m = 0;
+  if (!(occ & Bit(t))) {
+    m |= Bit(t);
+    if (r == S::kDoubleFromRank && !(occ & Bit(t + S::kPush))) m |= Bit(t + S::kPush);
+  }
+  if (f > 0 && (b.board[t - 1] & S::kThem)) m |= Bit(t - 1);
+  if (f < 7 && (b.board[t + 1] & S::kThem)) m |= Bit(t + 1);
+  return m;
+}
+
 // Number of legal moves without making any (or 1/0 with kStopAtFirst).
 template <uint8_t C, bool kStopAtFirst>
 inline int CountLegal(const TChessboard& b) {
@@ -358,14 +374,7 @@ inline int CountLegal(const TChessboard& b) {
       case kPawn: {
         const int r = sq >> 3, f = sq & 7;
         const int t = sq + S::kPush;
-        uint64_t m = 0;
-        if (!(occ & Bit(t))) {
-          m |= Bit(t);
-          if (r == S::kDoubleFromRank && !(occ & Bit(t + S::kPush))) m |= Bit(t + S::kPush);
-        }
-        if (f > 0 && (b.board[t - 1] & S::kThem)) m |= Bit(t - 1);
-        if (f < 7 && (b.board[t + 1] & S::kThem)) m |= Bit(t + 1);
-        m &= target & pinMask;
+        const uint64_t m = PawnTargets<C>(b, sq, occ) & target & pinMask;
         int c = PopCount(m);
         if (r == S::kPromoFromRank) c *= 4;
         if (ep >= 0 && r == S::kEpFromRank && ((f > 0 && ep == t - 1) || (f < 7 && ep == t + 1)) &&

@@ -140,28 +140,10 @@ class TSearcher {
     return r;
   }
 
-  // Shortest mate of White in stack_[p] within d plies: the first move found
-  // at the smallest length, or false.
-  bool ShortestMate(int p, int d, TMove& best, int& plies) {
-    for (int k = 1; k <= d; k += 2) {
-      TMove moves[kMaxMoves];
-      const int n = GenerateLegalMoves(stack_[p], moves);
-      for (int i = 0; i < n; ++i) {
-        PlayMove(stack_[p], stack_[p + 1], moves[i]);
-        const bool mate = k == 1 ? IsMate(stack_[p + 1]) : Black(p + 1, k - 1) == kResMate;
-        if (Stopped()) return false;
-        if (mate) {
-          best = moves[i];
-          plies = k;
-          return true;
-        }
-      }
-    }
-    return false;
-  }
-
-  // Every first move of the shortest mate within d plies (threat listing).
-  int AllShortestMates(int p, int d, std::vector<TMove>& out) {
+  // Shortest mate of White in stack_[p] within d plies: its length in plies
+  // (0 when none) and the first move found at that length, or, with `all`,
+  // every first move of that length.
+  int ShortestMates(int p, int d, TMove* first, std::vector<TMove>* all = nullptr) {
     for (int k = 1; k <= d; k += 2) {
       TMove moves[kMaxMoves];
       const int n = GenerateLegalMoves(stack_[p], moves);
@@ -169,11 +151,21 @@ class TSearcher {
         PlayMove(stack_[p], stack_[p + 1], moves[i]);
         const bool mate = k == 1 ? IsMate(stack_[p + 1]) : Black(p + 1, k - 1) == kResMate;
         if (Stopped()) return 0;
-        if (mate) out.push_back(moves[i]);
+        if (!mate) continue;
+        if (!all) {
+          if (first) *first = moves[i];
+          return k;
+        }
+        all->push_back(moves[i]);
       }
-      if (!out.empty()) return k;
+      if (all && !all->empty()) return k;
     }
     return 0;
+  }
+
+  bool ShortestMate(int p, int d, TMove& best, int& plies) {
+    plies = ShortestMates(p, d, &best);
+    return plies != 0;
   }
 
   // Threat and variations of the key m (bound d plies at the root).
@@ -198,7 +190,7 @@ class TSearcher {
       stack_[2].lastMove = TMove{kNullSquare, kNullSquare, 0, 0};
       --stack_[2].remainingPlies;
       std::vector<TMove> threat;
-      const int k = AllShortestMates(2, d - 2, threat);
+      const int k = ShortestMates(2, d - 2, nullptr, &threat);
       for (const TMove& t : threat) sol.threat.push_back(MoveToText(stack_[2], t));
       sol.threatIn = k ? (k + 1) / 2 : 0;
     }

@@ -52,14 +52,7 @@ inline int GenLegal(const TChessboard& b, TMove* out) {
         case kPawn: {
           const int r = sq >> 3, f = sq & 7;
           const int t = sq + S::kPush;
-          uint64_t m = 0;
-          if (!(occ & Bit(t))) {
-            m |= Bit(t);
-            if (r == S::kDoubleFromRank && !(occ & Bit(t + S::kPush))) m |= Bit(t + S::kPush);
-          }
-          if (f > 0 && (b.board[t - 1] & S::kThem)) m |= Bit(t - 1);
-          if (f < 7 && (b.board[t + 1] & S::kThem)) m |= Bit(t + 1);
-          m &= target & pinMask;
+          uint64_t m = detail::PawnTargets<C>(b, sq, occ) & target & pinMask;
           if (r == S::kPromoFromRank) {
             while (m) n = detail::AddPromotions(out, n, sq, PopLsb(m));
           } else {
@@ -149,14 +142,7 @@ inline int GenWhiteChecks(const TChessboard& b, TMove* sure, TMove* maybe, int* 
       case kPawn: {
         const int r = sq >> 3, f = sq & 7;
         const int t = sq + 8;
-        uint64_t d = 0;
-        if (!(occ & Bit(t))) {
-          d |= Bit(t);
-          if (r == 1 && !(occ & Bit(t + 8))) d |= Bit(t + 8);
-        }
-        if (f > 0 && (b.board[t - 1] & kBlack)) d |= Bit(t - 1);
-        if (f < 7 && (b.board[t + 1] & kBlack)) d |= Bit(t + 1);
-        d &= pinMask;
+        uint64_t d = detail::PawnTargets<kWhite>(b, sq, occ) & pinMask;
         if (r == 6) {
           while (d) m = detail::AddPromotions(maybe, m, sq, PopLsb(d));
         } else {

@@ -1,0 +1,260 @@
+#include "engine/autosave.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "config/paths.h"
+#include "config/settings.h"
+#include "problems/cp_file.h"
+#include "registers/register_file.h"
+#include "registers/temporary_register.h"
+
+namespace ostravel {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string FileNameOf(const std::string& path) {
+  const std::size_t slash = path.find_last_of('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string ReadSmallFile(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return {};
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+// A process that has ended but was not yet waited for still answers kill().
+bool IsZombie(long long pid) {
+  const std::string stat = ReadSmallFile("/proc/" + std::to_string(pid) + "/stat");
+  const std::size_t close = stat.rfind(')');
+  if (close == std::string::npos || close + 2 >= stat.size()) return false;
+  const char state = stat[close + 2];
+  return state == 'Z' || state == 'X';
+}
+
+// Written whole beside the target and renamed over it.
+void WriteFileAtomically(const fs::path& path, const std::string& text) {
+  fs::path tmp = path;
+  tmp += ".tmp";
+  {
+    std::ofstream out(tmp, std::ios::binary | std::ios::trunc);
+    out << text;
+    out.flush();
+    if (!out) {
+      std::error_code ec;
+      fs::remove(tmp, ec);
+      throw std::runtime_error("Error writing file " + path.string());
+    }
+  }
+  std::error_code ec;
+  fs::rename(tmp, path, ec);
+  if (ec) {
+    fs::remove(tmp, ec);
+    throw std::runtime_error("Error writing file " + path.string());
+  }
+}
+
+fs::path FolderOrData(const fs::path& folder) {
+  return folder.empty() ? DataFolder() : folder;
+}
+
+}  // namespace
+
+TAutoSavePaths TAutoSavePaths::In(const fs::path& folder) {
+  TAutoSavePaths p;
+  p.registerFile = folder / kAutoSaveRegisterName;
+  p.pendingFile = folder / kAutoSavePendingName;
+  p.problemFile = folder / kAutoSaveProblemName;
+  p.infoFile = AutoSaveInfoPath(p.registerFile.string());
+  return p;
+}
+
+std::string CurrentExecutablePath() {
+  std::error_code ec;
+  const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
+  return ec ? std::string() : exe.string();
+}
+
+TAutoSaveInfo CurrentAutoSaveInfo(const std::string& description) {
+  TAutoSaveInfo info;
+  info.Description = description;
+  info.MaxMemRatioForPrecalculatedData = Settings().MaxMemRatioForPrecalculatedData;
+  info.MaxMemRatioPerProblem = Settings().MaxMemRatioForTempReg;
+  info.ProcessId = static_cast<long long>(::getpid());
+  info.ProcessFileName = CurrentExecutablePath();
+  return info;
+}
+
+void WriteAutoSave(const TAggregatedTemporaryChessboardRegister& reg, const TProblem& problem,
+                   const fs::path& folder, uint64_t limitMB, bool compress) {
+  const TAutoSavePaths paths = TAutoSavePaths::In(folder);
+  // The problem first, so that a register never lies there without one.
+  WriteFileAtomically(paths.problemFile, WriteCollection({problem}));
+  TRegisterSaveOptions opt;
+  opt.compress = compress;
+  opt.silent = true;
+  opt.limitMB = limitMB;
+  opt.syncToDisk = true;
+  const TRegisterSaveResult r = SaveRegisterFile(reg, paths.pendingFile, opt);
+  if (r.status == 0) throw std::runtime_error(kMsgErrorOpeningFile + paths.pendingFile.string());
+  WriteAutoSaveInfo(paths.registerFile.string(), CurrentAutoSaveInfo(problem.description));
+  std::error_code ec;
+  fs::rename(paths.pendingFile, paths.registerFile, ec);
+  if (ec) throw std::runtime_error("Error renaming " + paths.pendingFile.string() + ": " + ec.message());
+}
+
+void RemoveAutoSave(const fs::path& folder) {
+  const TAutoSavePaths paths = TAutoSavePaths::In(folder);
+  std::error_code ec;
+  for (const fs::path& p : {paths.registerFile, paths.pendingFile, paths.problemFile, paths.infoFile})
+    fs::remove(p, ec);
+}
+
+// ---------------------------------------------------------------- TAutoSaver
+
+TAutoSaver::TAutoSaver(std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg, TProblem problem,
+                       std::chrono::milliseconds period, uint64_t limitMB, fs::path folder, bool compress)
+    : reg_(std::move(reg)),
+      problem_(std::move(problem)),
+      period_(period),
+      limitMB_(limitMB),
+      folder_(FolderOrData(folder)),
+      paths_(TAutoSavePaths::In(folder_)),
+      compress_(compress) {
+  if (!reg_) throw std::invalid_argument("TAutoSaver needs a register");
+  if (period_.count() > 0 && limitMB_ > 0) thread_ = std::thread([this] { Loop(); });
+}
+
+std::unique_ptr<TAutoSaver> TAutoSaver::FromSettings(
+    std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg, TProblem problem, fs::path folder) {
+  const TSettings& s = Settings();
+  if (!s.AutoSaveEnabled()) return nullptr;
+  return std::make_unique<TAutoSaver>(std::move(reg), std::move(problem),
+                                      std::chrono::minutes(s.AutoSaveMinutes),
+                                      static_cast<uint64_t>(s.AutoSaveMB), std::move(folder));
+}
+
+TAutoSaver::~TAutoSaver() {
+  Stop();
+}
+
+void TAutoSaver::Loop() {
+  std::unique_lock<std::mutex> lk(stateLock_);
+  for (;;) {
+    if (wake_.wait_for(lk, period_, [this] { return stopping_; })) return;
+    lk.unlock();
+    SaveNow();
+    lk.lock();
+  }
+}
+
+void TAutoSaver::Stop() {
+  {
+    std::lock_guard<std::mutex> lk(stateLock_);
+    stopping_ = true;
+  }
+  wake_.notify_all();
+  if (thread_.joinable()) thread_.join();
+}
+
+void TAutoSaver::Finish() {
+  Stop();
+  std::lock_guard<std::mutex> g(saveLock_);
+  // Only what this saver wrote: an older auto-save it never replaced may
+  // still be somebody's to recover.
+  if (Saves() > 0) RemoveAutoSave(folder_);
+}
+
+bool TAutoSaver::SaveNow() {
+  std::lock_guard<std::mutex> g(saveLock_);
+  try {
+    WriteAutoSave(*reg_, problem_, folder_, limitMB_, compress_);
+    std::lock_guard<std::mutex> lk(stateLock_);
+    ++saves_;
+    lastError_.clear();
+    return true;
+  } catch (const std::exception& e) {
+    std::lock_guard<std::mutex> lk(stateLock_);
+    lastError_ = e.what();
+    return false;
+  }
+}
+
+int TAutoSaver::Saves() const {
+  std::lock_guard<std::mutex> lk(stateLock_);
+  return saves_;
+}
+
+std::string TAutoSaver::LastError() const {
+  std::lock_guard<std::mutex> lk(stateLock_);
+  return lastError_;
+}
+
+// ---------------------------------------------------------------- forced close
+
+bool WriterProcessRunning(long long pid, const std::string& processFileName) {
+  if (pid <= 0 || pid > INT_MAX) return false;
+  if (::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) return false;
+  if (IsZombie(pid)) return false;
+  const std::string want = FileNameOf(processFileName);
+  if (want.empty()) return true;
+  const std::string proc = "/proc/" + std::to_string(pid);
+  std::error_code ec;
+  std::string exe = fs::read_symlink(proc + "/exe", ec).string();
+  if (!ec && !exe.empty()) {
+    // A rebuilt program still runs under its old name.
+    const std::string deleted = " (deleted)";
+    if (exe.size() > deleted.size() && exe.compare(exe.size() - deleted.size(), deleted.size(), deleted) == 0)
+      exe.resize(exe.size() - deleted.size());
+    return FileNameOf(exe) == want;
+  }
+  // Another user's process: only its command name (15 characters) is readable.
+  std::string comm = ReadSmallFile(proc + "/comm");
+  while (!comm.empty() && (comm.back() == '\n' || comm.back() == '\r')) comm.pop_back();
+  if (comm.empty()) return true;  // nothing to tell it by
+  return comm == want.substr(0, 15);
+}
+
+bool WasClosedForcibly(const TAutoSaveInfo& info) {
+  return !WriterProcessRunning(info.ProcessId, info.ProcessFileName);
+}
+
+std::optional<TAutoSaveRecovery> FindForcedCloseAutoSave(const fs::path& folder) {
+  TAutoSaveRecovery r;
+  r.paths = TAutoSavePaths::In(FolderOrData(folder));
+  std::error_code ec;
+  if (!fs::exists(r.paths.registerFile, ec) || !fs::exists(r.paths.problemFile, ec) ||
+      !fs::exists(r.paths.infoFile, ec))
+    return std::nullopt;
+  try {
+    r.info = ReadAutoSaveInfo(r.paths.registerFile.string());
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+  if (!WasClosedForcibly(r.info)) return std::nullopt;
+  return r;
+}
+
+std::string ForcedCloseQuestionText(const fs::path& registerFile) {
+  return "The last program analysis seems to have been closed forcibly.\n\nPartial solution data is "
+         "available in "
+         "file\n" +
+         registerFile.string() +
+         "\n(you can load it using menu 'Advanced->Read temporary register from file' and restart "
+         "analysis)\n\n"
+         "Do you want to use it automatically and resume interrupted analysis?\n\n"
+         "Press Cancel to avoid displaying this message again (the file extention will be changed to .BAK)";
+}
+
+}  // namespace ostravel
