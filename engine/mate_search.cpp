@@ -54,7 +54,7 @@ class TSearcher {
 
   // A searcher that continues a line: line[0..p] are copied (line[0] the root).
   TSearcher(TMateSearch& s, const TChessboard* line, int p)
-      : s_(s), reg_(*s.reg_), stop_(s.stop_), log_(s.log_.IsOpen() ? &s.log_ : nullptr) {
+      : s_(s), reg_(*s.reg_), rightsReg_(*s.rightsReg_), stop_(s.stop_), log_(s.log_.IsOpen() ? &s.log_ : nullptr) {
     for (int i = 0; i <= p; ++i) {
       stack_[i] = line[i];
       stack_[i].previous = i ? &stack_[i - 1] : nullptr;
@@ -207,10 +207,40 @@ class TSearcher {
 
   static bool IsMate(const TChessboard& b) { return !HasLegalMove(b) && InCheck(b); }
 
-  static bool Storable(const TChessboard& b) {
-    // The register is keyed by the board alone: a position whose legal moves
-    // also depend on castling rights or an e.p. capture never shares a result.
-    return CastlingRights(b) == 0 && EnPassantTarget(b) < 0;
+  // Where a White-to-move position is stored. The register is keyed by the
+  // board alone, which decides the legal moves unless a castling right is left
+  // or an e.p. capture is possible. Such positions go to a second register
+  // under a marked copy of the board: each rook that may still castle and the
+  // pawn that may be taken e.p. carry bit 0x20, which no piece code has, so
+  // positions that differ only in their rights never share a result.
+  struct TKey {
+    TAggregatedTemporaryChessboardRegister* reg;
+    const uint8_t* board;
+    uint32_t hash;
+    uint8_t marked[64];
+  };
+  void KeyOf(const TChessboard& b, TKey& k) {
+    const uint8_t rights = CastlingRights(b);
+    const int ep = EnPassantTarget(b);
+    if (!rights && ep < 0) {
+      k.reg = &reg_;
+      k.board = b.board;
+      k.hash = b.regHash;
+      return;
+    }
+    std::memcpy(k.marked, b.board, 64);
+    k.hash = b.regHash;
+    auto mark = [&k](int sq) {
+      k.marked[sq] |= 0x20;
+      k.hash += 0x20u * T.hashWeight[sq];
+    };
+    if (rights & kCastleWK) mark(kH1);
+    if (rights & kCastleWQ) mark(kA1);
+    if (rights & kCastleBK) mark(kH8);
+    if (rights & kCastleBQ) mark(kA8);
+    if (ep >= 0) mark(b.WhiteToMove() ? ep - 8 : ep + 8);
+    k.reg = &rightsReg_;
+    k.board = k.marked;
   }
 
   bool IsRepetition(int p) const {
@@ -285,11 +315,13 @@ class TSearcher {
     }
     if (d == 1 && minStore_ > 1) return MateInOne(p) ? kResMate : kResNoMate;
     TChessboard& b = stack_[p];
-    const bool storable = d >= minStore_ && Storable(b);
+    const bool storable = d >= minStore_;
+    TKey key;
+    if (storable) KeyOf(b, key);
     int lo = 0;
     if (storable) {
       uint16_t first = 0, second = 0;
-      if (reg_.Probe(b.board, b.regHash, first, second)) {
+      if (key.reg->Probe(key.board, key.hash, first, second)) {
         if (first && first <= d) {
           if (log_) log_->Line("Mate found (pos.in temp.reg.)");
           return kResMate;
@@ -306,14 +338,14 @@ class TSearcher {
       r = k == 1 ? (MateInOne(p) ? kResMate : kResNoMate) : WhiteMoves(p, k);
       if (Stopped()) return kResEndOfDepth;
       if (r == kResMate) {
-        if (storable) reg_.Insert(static_cast<uint16_t>(k), b.board, b.regHash, true);
+        if (storable) key.reg->Insert(static_cast<uint16_t>(k), key.board, key.hash, true);
         return kResMate;
       }
       if (k >= d) break;
       k = (k + 2 <= shortLimit && k + 2 < d) ? k + 2 : d;
     }
     // A failure that a repetition took part in depends on the line: not a proof.
-    if (r == kResNoMate && storable) reg_.Insert(static_cast<uint16_t>(d), b.board, b.regHash, false);
+    if (r == kResNoMate && storable) key.reg->Insert(static_cast<uint16_t>(d), key.board, key.hash, false);
     return r;
   }
 
@@ -363,9 +395,10 @@ class TSearcher {
       // A reply whose position is already proved to hold refutes at once.
       for (int i = 0; i < n; ++i) {
         PlayMove(b, stack_[p + 1], moves[i]);
-        const TChessboard& c = stack_[p + 1];
+        TKey key;
+        KeyOf(stack_[p + 1], key);
         uint16_t first = 0, second = 0;
-        if (reg_.Probe(c.board, c.regHash, first, second) && second >= d - 1 && Storable(c)) {
+        if (key.reg->Probe(key.board, key.hash, first, second) && second >= d - 1) {
           Remember(killerB_[p], moves[i]);
           return kResNoMate;
         }
@@ -417,6 +450,7 @@ class TSearcher {
 
   TMateSearch& s_;
   TAggregatedTemporaryChessboardRegister& reg_;
+  TAggregatedTemporaryChessboardRegister& rightsReg_;
   std::atomic<bool>& stop_;
   TSearchLog* log_;
   const std::atomic<bool>* limitFlag_ = nullptr;
@@ -771,12 +805,20 @@ void TMateSearch::EnsureRegister(int plies) {
     reg_ = std::make_shared<TAggregatedTemporaryChessboardRegister>(buckets, TempRegElementLimitFromSettings(buckets));
   }
   reg_->SetStoreShortResults(settings_.storeShortResults);
+  if (!rightsReg_) {
+    // Positions with castling rights or an e.p. capture: usually few, kept
+    // out of the register that files save.
+    const uint32_t buckets = std::max<uint32_t>(16384, reg_->BucketCount() / 4);
+    rightsReg_ = std::make_shared<TAggregatedTemporaryChessboardRegister>(buckets, TempRegElementLimitFromSettings(buckets));
+  }
+  rightsReg_->SetStoreShortResults(settings_.storeShortResults);
 }
 
 void TMateSearch::Explain(const TChessboard& rootIn, int nMoves) {
   TChessboard root = rootIn;
   root.previous = nullptr;
   const int d = 2 * nMoves - 1;
+  EnsureRegister(d);
   TSearcher s(*this, root);
   for (auto& sol : solutions_) {
     if (stop_.load()) break;

@@ -118,6 +118,7 @@ class TMateSearch {
 
   TSearchSettings settings_;
   std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg_;
+  std::shared_ptr<TAggregatedTemporaryChessboardRegister> rightsReg_;
   std::atomic<bool> stop_{false};
   std::atomic<bool> repetitionSeen_{false};
   std::mutex solutionsLock_;
