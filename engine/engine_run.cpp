@@ -73,6 +73,16 @@ void ApplySettings(TSolveRequest& r, const TSettings& s) {
   r.languageId = s.LanguageId >= 0 && s.LanguageId <= 2 ? s.LanguageId : 1;
   r.logMoves = s.LogMoves != 0;
   r.letTwoThreadsShareAMove = s.LetAnalyzeTheSameMoveInTwoThreads != 0;
+  r.clearRegisterOnStart = s.ClearRegisterOnStartSolving != 0;
+}
+
+std::shared_ptr<TAggregatedTemporaryChessboardRegister> MakeRunRegister(int moves, bool whiteToMove) {
+  const int plies = whiteToMove ? 2 * moves - 1 : 2 * moves;
+  const uint32_t buckets = RegisterBucketsForRun(plies, false, Settings().tempRegLimitMB);
+  auto reg =
+      std::make_shared<TAggregatedTemporaryChessboardRegister>(buckets, TempRegElementLimitFromSettings(buckets));
+  reg->SetStoreShortResults(true);
+  return reg;
 }
 
 namespace {
@@ -621,9 +631,12 @@ bool SameSearchSettings(const TSearchSettings& a, const TSearchSettings& b) {
 }
 
 std::shared_ptr<TAggregatedTemporaryChessboardRegister> RegisterFor(const TSolveRequest& r) {
-  if (r.reg) return r.reg;
-  const uint32_t buckets = RegisterBucketsForRun(2 * r.moves - 1, false, Settings().tempRegLimitMB);
-  return std::make_shared<TAggregatedTemporaryChessboardRegister>(buckets, TempRegElementLimitFromSettings(buckets));
+  if (!r.reg) return MakeRunRegister(r.moves, r.whiteToMove);
+  // Before the first move is searched: nothing of an earlier run or a loaded
+  // file may answer. A run of a hybrid's second phase only continues the
+  // analysis of its first phase, whose results it keeps.
+  if (r.clearRegisterOnStart && r.hybridPhase != 2) r.reg->Clear();
+  return r.reg;
 }
 
 // Builds and checks the root. Returns the refusal text, empty when fine.

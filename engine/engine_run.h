@@ -98,8 +98,13 @@ struct TSolveRequest {
   int languageId = 1;
   bool logMoves = false;
   std::string logPath;
-  // A register shared with earlier runs (a resumed search); null: the run makes its own.
+  // A register shared with earlier runs (a resumed search, a loaded or pinned
+  // file, one that is saved afterwards); null: the run makes its own.
+  // MakeRunRegister sizes one as the run would.
   std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg;
+  // ClearRegisterOnStartSolving: the shared register's contents are dropped
+  // when the analysis starts, so a loaded file only serves a later run.
+  bool clearRegisterOnStart = false;
 
   // Sets the position from a FEN (side to move included); false for text that
   // is not a FEN.
@@ -108,8 +113,13 @@ struct TSolveRequest {
 
 // The settings that shape a request: safe mode (QuickMode), the
 // multithreading levels and LetAnalyzeTheSameMoveInTwoThreads, the scheduler,
-// the language and move logging.
+// the language, move logging and ClearRegisterOnStartSolving.
 void ApplySettings(TSolveRequest& r, const TSettings& s);
+
+// A register for a request's reg: bucket count by the root's plies (2n - 1,
+// or 2n with Black to move) and the settings' memory, element limit from the
+// settings, and results below 4 plies kept, as the search's own would be.
+std::shared_ptr<TAggregatedTemporaryChessboardRegister> MakeRunRegister(int moves, bool whiteToMove = true);
 
 // A request for a problem of a collection: its position, stipulation and
 // sort indications (the record's own, then the first moves of the main

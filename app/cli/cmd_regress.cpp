@@ -13,6 +13,8 @@
 #include "engine/engine_texts.h"
 #include "interrupt.h"
 #include "problems/cp_file.h"
+#include "registers/register_file_pin.h"
+#include "registers/temporary_register.h"
 #include "solution_format.h"
 
 namespace ostravel::cli {
@@ -30,6 +32,7 @@ void Help() {
       "                passed nor failed\n"
       "  --threads T   search threads (default 1)\n"
       "  --quiet       no progress line\n\n"
+      "A problem pinned to a saved register (\"//@tmpreg=\") is solved on that register.\n\n"
       "Exit codes: 0 every problem passed (or timed out), 1 bad input, 2 some problem\n"
       "failed, 130 stopped by Ctrl-C.\n");
 }
@@ -117,6 +120,10 @@ int RunRegress(const std::vector<std::string>& args) {
     r.hybridPhase = 0;
     r.computeVariations = false;
     r.threads = static_cast<uint8_t>(threads);
+    // A pinned problem is solved as always: on its saved register.
+    r.reg = MakeRunRegister(p.moves, p.whiteToMove);
+    if (const auto pinned = LoadPinnedRegister(p, *r.reg); pinned && !pinned->completed)
+      std::fprintf(stderr, "ostravel-cli: problem %d: pinned register: %s\n", k, pinned->error.c_str());
     TCliRunOptions ro;
     ro.progress = !quiet && isatty(STDERR_FILENO);
     ro.messages = false;

@@ -4,15 +4,20 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <optional>
 
 #include "chess/fen.h"
 #include "command.h"
 #include "config/settings.h"
+#include "engine/autosave.h"
 #include "engine/engine_run.h"
 #include "engine/engine_texts.h"
 #include "interrupt.h"
 #include "problems/cp_file.h"
+#include "register_options.h"
+#include "registers/register_file_pin.h"
+#include "registers/temporary_register.h"
 #include "solution_format.h"
 
 namespace ostravel::cli {
@@ -42,9 +47,17 @@ void Help() {
       "  --problem K             solve the K-th problem of the collection (from 1)\n"
       "  --all                   solve every problem of the collection\n"
       "  --store                 write each solution found back into the collection as\n"
-      "                          a variant (safe save; the file is rewritten canonically)\n\n"
+      "                          a variant (safe save; the file is rewritten canonically)\n"
+      "%s\n"
+      "A problem pinned to a saved register (its \"//@tmpreg=\" line) has that file loaded\n"
+      "before it is solved. While a mate search runs its register is auto-saved every\n"
+      "AutoSaveMinutes (at most AutoSaveMB) to AutoSave.tmpReg in the data folder, with the\n"
+      "problem in AutoSave.cp; a run stopped by Ctrl-C saves it once more ('ostravel-cli\n"
+      "resume' continues it), a completed run removes it.\n\n"
       "Exit codes: 0 the search completed (keys found or proved absent), 1 bad input,\n"
-      "130 stopped by Ctrl-C (the partial result is printed).\n");
+      "2 the register could not be saved, 130 stopped by Ctrl-C (the partial result is\n"
+      "printed).\n",
+      TRegisterOptions::HelpText());
 }
 
 struct TSolveOptions {
@@ -173,6 +186,67 @@ int Report(const TSolveOptions& o, const std::string& fen, const TSolveRequest& 
   return res.status == TRunStatus::kStopped ? kExitStopped : kExitOk;
 }
 
+// The register side of one run: the register the search uses, the files
+// loaded into it before the run and saved from it after, and the auto-save
+// while it runs.
+class TRunRegister {
+ public:
+  TRunRegister(const TRegisterOptions& files, bool json) : files_(files), out_(json ? stderr : stdout) {}
+
+  // Gives r the register of the run of p (k: the problem's number in messages,
+  // 0 for a FEN). False when --load-register failed (the error is on stderr).
+  bool Prepare(const TProblem& p, int k, TEngineTask task, TSolveRequest& r) {
+    reg_ = MakeRunRegister(p.moves, p.whiteToMove);
+    // The pinned file first: the file given on the command line adds to it.
+    if (const auto pinned = LoadPinnedRegister(p, *reg_)) {
+      if (pinned->completed)
+        std::fprintf(out_, "%s\n", pinned->report.c_str());
+      else  // the records read before the fault stay; the search only loses the rest
+        std::fprintf(stderr, "ostravel-cli: problem %d: pinned register: %s\n", k, pinned->error.c_str());
+    }
+    if (!files_.LoadInto(*reg_, out_)) return false;
+    std::fflush(out_);
+    r.reg = reg_;
+    // Only a mate search can be resumed from its auto-save.
+    if (task == TEngineTask::kMate) {
+      try {
+        saver_ = TAutoSaver::FromSettings(reg_, p);
+      } catch (const std::exception& e) {
+        std::fprintf(stderr, "ostravel-cli: no auto-save: %s\n", e.what());
+      }
+    }
+    return true;
+  }
+
+  // After the run. False when --save-register failed.
+  bool Conclude(const TSolveResult& res) {
+    if (saver_) {
+      if (res.status == TRunStatus::kCompleted) {
+        saver_->Finish();
+      } else if (res.status == TRunStatus::kStopped) {
+        // What the stopped run proved is kept for 'resume'.
+        saver_->Stop();
+        if (saver_->SaveNow())
+          std::fprintf(out_, "Register auto-saved to %s\n", saver_->Paths().registerFile.c_str());
+        else
+          std::fprintf(stderr, "ostravel-cli: auto-save: %s\n", saver_->LastError().c_str());
+      } else {
+        saver_->Stop();
+      }
+      saver_.reset();
+    }
+    const bool saved = files_.SaveFrom(*reg_, out_);
+    std::fflush(out_);
+    return saved;
+  }
+
+ private:
+  const TRegisterOptions& files_;
+  std::FILE* out_;
+  std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg_;
+  std::unique_ptr<TAutoSaver> saver_;
+};
+
 TCliRunOptions RunOptions(const TSolveOptions& o, std::atomic<bool>* interrupt) {
   TCliRunOptions ro;
   ro.progress = !o.quiet && !o.json && isatty(STDERR_FILENO);
@@ -181,7 +255,7 @@ TCliRunOptions RunOptions(const TSolveOptions& o, std::atomic<bool>* interrupt) 
   return ro;
 }
 
-int SolveFen(const TSolveOptions& o) {
+int SolveFen(const TSolveOptions& o, const TRegisterOptions& files) {
   TSolveRequest r;
   if (!r.SetFen(o.fen)) return BadInput("solve: invalid FEN: " + o.fen);
   if (!o.defence && !r.whiteToMove) return BadInput("solve: a directmate needs White to move (see --defence)");
@@ -190,11 +264,22 @@ int SolveFen(const TSolveOptions& o) {
   r.title = o.fen;
   r.problemId = 1;
   ApplyOptions(o, r);
+  const TEngineTask task = o.defence ? TEngineTask::kDefence : TEngineTask::kMate;
+  // The problem record the auto-save writes to AutoSave.cp.
+  TProblem p;
+  p.position = r.position;
+  p.whiteToMove = r.whiteToMove;
+  p.moves = static_cast<uint16_t>(r.moves);
+  p.description = o.fen;
+  TRunRegister reg(files, o.json);
+  if (!reg.Prepare(p, 0, task, r)) return kExitBadInput;
   std::atomic<bool> interrupt{false};
   InterruptGuard guard(&interrupt);
-  const TCliRunOutcome out =
-      RunOnEngine(r, o.defence ? TEngineTask::kDefence : TEngineTask::kMate, RunOptions(o, &interrupt));
-  return Report(o, o.fen, r, out);
+  const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
+  const int code = Report(o, o.fen, r, out);
+  if (!out.refusal.empty()) return code;
+  const bool saved = reg.Conclude(out.result);
+  return saved || code != kExitOk ? code : kExitFailure;
 }
 
 // The solution found, as the variant the collection keeps: one line per key.
@@ -210,7 +295,7 @@ void StoreSolution(TProblem& p, const TSolveResult& res) {
   p.variants.push_back(v);
 }
 
-int SolveCollection(const TSolveOptions& o) {
+int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files) {
   TCollectionReadResult coll;
   try {
     coll = LoadCollectionFile(o.file);
@@ -235,6 +320,9 @@ int SolveCollection(const TSolveOptions& o) {
     return BadInput("solve: " + o.file + " holds " + std::to_string(count) +
                     " problems: choose one with --problem K, or --all");
   }
+  // One register per problem: a file saved after several would hold only the last.
+  if (!files.saveFile.empty() && chosen.size() > 1)
+    return BadInput("solve: --save-register saves the register of one problem: choose it with --problem K");
 
   std::atomic<bool> interrupt{false};
   InterruptGuard guard(&interrupt);
@@ -247,6 +335,11 @@ int SolveCollection(const TSolveOptions& o) {
     const TEngineTask task = p.whiteToMove ? TEngineTask::kMate : TEngineTask::kDefence;
     if (!o.json) std::printf("%sProblem %d: #%d %s\n", k == chosen.front() ? "" : "\n", k, p.moves, r.title.c_str());
     std::fflush(stdout);
+    TRunRegister reg(files, o.json);
+    if (!reg.Prepare(p, k, task, r)) {
+      exitCode = kExitBadInput;
+      break;
+    }
     const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
     const std::string fen = p.Fen();
     if (!out.refusal.empty()) {
@@ -273,6 +366,7 @@ int SolveCollection(const TSolveOptions& o) {
       StoreSolution(p, res);
       ++stored;
     }
+    if (!reg.Conclude(res) && exitCode == kExitOk) exitCode = kExitFailure;
     if (out.interrupted) {
       exitCode = kExitStopped;
       break;
@@ -301,11 +395,14 @@ int RunSolve(const std::vector<std::string>& args) {
     Help();
     return kExitOk;
   }
+  std::vector<std::string> rest = args;
+  TRegisterOptions files;
+  if (const std::string e = files.Consume(rest); !e.empty()) return BadInput("solve: " + e);
   TSolveOptions o;
-  const std::string error = ParseArgs(args, o);
+  const std::string error = ParseArgs(rest, o);
   if (!error.empty()) return BadInput(error);
   for (const std::string& w : LoadSettings()) std::fprintf(stderr, "Warning: %s\n", w.c_str());
-  return o.file.empty() ? SolveFen(o) : SolveCollection(o);
+  return o.file.empty() ? SolveFen(o, files) : SolveCollection(o, files);
 }
 
 }  // namespace
