@@ -13,6 +13,7 @@
 // away: those run only while the caller holds the gate's exclusive side.
 #include <algorithm>
 #include <atomic>
+#include <thread>
 #include <boost/container/options.hpp>
 #include <boost/container/vector.hpp>
 #include <cstddef>
@@ -209,10 +210,16 @@ class TRegisterCombinedMap {
     for (;;) {
       const uint64_t old = w.fetch_or(kLockBit, std::memory_order_acquire);
       if ((old & kLockBit) == 0) return old;
-      while (w.load(std::memory_order_relaxed) & kLockBit) {
+      // A holder that lost its core (more search threads than cores) keeps
+      // the lock for a whole time slice: after a short spin, give way.
+      for (uint32_t spins = 0; w.load(std::memory_order_relaxed) & kLockBit; ++spins) {
+        if (spins < 128) {
 #if defined(__x86_64__) || defined(__i386__)
-        __builtin_ia32_pause();
+          __builtin_ia32_pause();
 #endif
+        } else {
+          std::this_thread::yield();
+        }
       }
     }
   }

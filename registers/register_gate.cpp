@@ -4,17 +4,29 @@
 
 namespace ostravel {
 
+int TRegisterGate::MySlotIndex() {
+  static std::atomic<int> next{0};
+  thread_local const int index = next.fetch_add(1) % kSlots;
+  return index;
+}
+
+uint32_t TRegisterGate::Readers() const {
+  uint32_t sum = 0;
+  for (const auto& s : slots_) sum += s.n.load();
+  return sum;
+}
+
 void TRegisterGate::EnterSharedSlow() {
   // Only the exclusive holder can find its own identifier here.
   if (owner_.load(std::memory_order_acquire) == std::this_thread::get_id()) {
-    readers_.fetch_add(1);
+    MySlot().fetch_add(1);
     return;
   }
   std::unique_lock<std::mutex> lock(mutex_);
   // Writers change their fields only under the mutex, so once the predicate
   // holds here no writer can slip in before the count is raised.
   released_.wait(lock, [this] { return writersWaiting_.load() == 0 && exclusiveDepth_.load() == 0; });
-  readers_.fetch_add(1);
+  MySlot().fetch_add(1);
 }
 
 void TRegisterGate::EnterExclusive() {
@@ -33,7 +45,7 @@ void TRegisterGate::EnterExclusive() {
   }
   // Readers stay inside for one bucket operation only, except a long visit of
   // every record (saving); spin briefly, then back off.
-  for (uint32_t spins = 0; readers_.load() != 0; ++spins) {
+  for (uint32_t spins = 0; Readers() != 0; ++spins) {
     if (spins < 64) {
 #if defined(__x86_64__) || defined(__i386__)
       __builtin_ia32_pause();

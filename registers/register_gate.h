@@ -21,14 +21,15 @@ class TRegisterGate {
     // Fast path: no writer holds or waits. The reader count is raised before
     // the writer fields are read again, so a writer that arrives in between
     // either sees this reader or is seen by it.
+    std::atomic<uint32_t>& mine = MySlot();
     if (writersWaiting_.load() == 0 && exclusiveDepth_.load() == 0) {
-      readers_.fetch_add(1);
+      mine.fetch_add(1);
       if (writersWaiting_.load() == 0 && exclusiveDepth_.load() == 0) return;
-      readers_.fetch_sub(1);
+      mine.fetch_sub(1);
     }
     EnterSharedSlow();
   }
-  void LeaveShared() { readers_.fetch_sub(1, std::memory_order_release); }
+  void LeaveShared() { MySlot().fetch_sub(1, std::memory_order_release); }
 
   void EnterExclusive();
   void LeaveExclusive();
@@ -38,13 +39,24 @@ class TRegisterGate {
     return exclusiveDepth_.load(std::memory_order_acquire) != 0 &&
            owner_.load(std::memory_order_acquire) == std::this_thread::get_id();
   }
-  uint32_t Readers() const { return readers_.load(std::memory_order_relaxed); }
+  uint32_t Readers() const;
 
  private:
   void EnterSharedSlow();
 
-  std::atomic<uint32_t> readers_{0};
-  std::atomic<uint32_t> writersWaiting_{0};
+  // The reader count is kept in slots, one per thread (threads share a slot
+  // only beyond kSlots), each on a cache line of its own: every look-up
+  // enters the gate, and a single counter would make the cores fight over
+  // its line. The count is the sum of the slots.
+  static constexpr int kSlots = 32;
+  struct alignas(64) TSlot {
+    std::atomic<uint32_t> n{0};
+  };
+  static int MySlotIndex();
+  std::atomic<uint32_t>& MySlot() { return slots_[MySlotIndex()].n; }
+  TSlot slots_[kSlots];
+
+  alignas(64) std::atomic<uint32_t> writersWaiting_{0};
   std::atomic<uint32_t> exclusiveDepth_{0};  // re-entry depth of the exclusive holder
   std::atomic<std::thread::id> owner_{};
   std::mutex mutex_;
