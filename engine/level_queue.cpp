@@ -155,6 +155,7 @@ int TLevelQueue::Skipped() const {
 
 namespace ostravel {
 
+extern const char* const kManualControlWarning;
 const char* const kManualControlWarning =
     "Note that manual engine control (reachable from context menu in progress info area) should be used very "
     "carefully, otherwise can result in skipping solutions or false positives.";

@@ -12,6 +12,7 @@
 #include "config/settings.h"
 #include "engine/autosave.h"
 #include "engine/engine_run.h"
+#include "engine/threads.h"
 #include "engine/engine_texts.h"
 #include "interrupt.h"
 #include "problems/cp_file.h"
@@ -39,7 +40,11 @@ void Help() {
       "                          against mate in n\n"
       "  --short-mate-depth P    custom short-mate depth in plies (below 1: default)\n"
       "  --no-second-pass        switch the pass without heuristics off\n"
-      "  --threads T             search threads (default 1)\n"
+      "  --threads T             search threads per level (default 1)\n"
+      "  --levels L              multithreading levels, 1 to 64 (default: the setting)\n"
+      "  --accept-thread-proposal yes|no\n"
+      "                          answer to the engine's proposal of another thread\n"
+      "                          count (default no)\n"
       "  --no-variations         print the keys and threats only\n"
       "  --lang en|pl|uk         language of the texts (default: LanguageId)\n"
       "  --json                  one JSON object on stdout (see README)\n"
@@ -68,6 +73,8 @@ struct TSolveOptions {
   bool bruteForce = false, hybrid = false, defence = false, noSecondPass = false;
   std::optional<int16_t> shortMateDepth;
   int threads = 1;
+  std::optional<int> levels;
+  bool acceptProposal = false;
   bool variations = true, json = false, quiet = false, all = false, store = false;
   int problem = 0;
   int lang = -1;
@@ -109,6 +116,12 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
     } else if (a == "--threads") {
       if (!value() || !ParseInt(v, 1, 255, n)) return "solve: --threads must be from 1 to 255";
       o.threads = static_cast<int>(n);
+    } else if (a == "--levels") {
+      if (!value() || !ParseInt(v, -1000, 1000, n)) return "solve: --levels needs a number";
+      o.levels = static_cast<int>(n);
+    } else if (a == "--accept-thread-proposal") {
+      if (!value() || (v != "yes" && v != "no")) return "solve: --accept-thread-proposal is yes or no";
+      o.acceptProposal = v == "yes";
     } else if (a == "--short-mate-depth") {
       if (!value() || !ParseInt(v, -32768, 32767, n)) return "solve: --short-mate-depth needs a number of plies";
       o.shortMateDepth = static_cast<int16_t>(n);
@@ -168,6 +181,11 @@ void ApplyOptions(const TSolveOptions& o, TSolveRequest& r) {
   if (o.shortMateDepth) r.customShortMateDepth = *o.shortMateDepth;
   if (o.noSecondPass) r.passWithoutHeuristics = false;
   r.threads = static_cast<uint8_t>(o.threads);
+  if (o.levels) {
+    bool adjusted = false;
+    r.levels = static_cast<uint8_t>(AdjustLevels(*o.levels, 1, &adjusted));
+    if (adjusted) std::fprintf(stderr, "%s\n", kLevelsAdjustedText);
+  }
   r.computeVariations = o.variations;
   if (o.lang >= 0) r.languageId = o.lang;
 }
@@ -252,6 +270,7 @@ TCliRunOptions RunOptions(const TSolveOptions& o, std::atomic<bool>* interrupt) 
   ro.progress = !o.quiet && !o.json && isatty(STDERR_FILENO);
   ro.messages = !o.json;
   ro.interrupt = interrupt;
+  ro.acceptThreadProposal = o.acceptProposal;
   return ro;
 }
 

@@ -34,4 +34,30 @@ InterruptGuard::~InterruptGuard() {
 
 bool InterruptGuard::Interrupted() { return g_count.load() > 0; }
 
+namespace {
+std::atomic<bool> g_pause{false};
+void OnTstp(int) { g_pause.store(true); }
+void OnCont(int) { g_pause.store(false); }
+void Install(int sig, void (*fn)(int)) {
+  struct sigaction sa {};
+  sa.sa_handler = fn;
+  sigemptyset(&sa.sa_mask);
+  sigaction(sig, &sa, nullptr);
+}
+}  // namespace
+
+PauseGuard::PauseGuard() {
+  g_pause.store(false);
+  Install(SIGTSTP, OnTstp);
+  Install(SIGCONT, OnCont);
+}
+
+PauseGuard::~PauseGuard() {
+  Install(SIGTSTP, SIG_DFL);
+  Install(SIGCONT, SIG_DFL);
+  g_pause.store(false);
+}
+
+bool PauseGuard::PauseWanted() { return g_pause.load(); }
+
 }  // namespace ostravel::cli

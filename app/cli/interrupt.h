@@ -18,4 +18,15 @@ class InterruptGuard {
   static bool Interrupted();
 };
 
+// While a guard lives, Ctrl-Z (SIGTSTP) asks for a pause instead of stopping
+// the process, and SIGCONT (fg) for the end of the pause.
+class PauseGuard {
+ public:
+  PauseGuard();
+  ~PauseGuard();
+  PauseGuard(const PauseGuard&) = delete;
+  PauseGuard& operator=(const PauseGuard&) = delete;
+  static bool PauseWanted();
+};
+
 }  // namespace ostravel::cli

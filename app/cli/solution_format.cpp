@@ -1,10 +1,15 @@
 #include "solution_format.h"
 
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdio>
 
 #include "chess/notation.h"
+#include "config/settings.h"
 #include "engine/engine_texts.h"
+#include "engine/mate_search.h"
+#include "interrupt.h"
 
 namespace ostravel::cli {
 
@@ -189,12 +194,28 @@ TCliRunOutcome RunOnEngine(const TSolveRequest& r, TEngineTask task, const TCliR
     std::printf("%s\n", m.text.c_str());
     std::fflush(stdout);
   };
-  // The command line has nobody to ask: keep the requested thread count.
-  cb.onThreadProposal = [](int, const std::string&) { return false; };
+  // The command line answers the engine's question from its option.
+  cb.onThreadProposal = [&opt](int, const std::string& question) {
+    if (opt.messages) {
+      std::printf("%s %s\n", question.c_str(), opt.acceptThreadProposal ? "Yes" : "No");
+      std::fflush(stdout);
+    }
+    return opt.acceptThreadProposal;
+  };
+  if (Settings().EnableManualEngineControl && opt.messages) std::printf("%s\n", kManualControlWarning);
   out.refusal = engine.Start(r, cb, task);
   if (!out.refusal.empty()) return out;
+  PauseGuard pause;
+  bool paused = false;
   const auto t0 = std::chrono::steady_clock::now();
   while (!engine.WaitFor(std::chrono::milliseconds(50))) {
+    // Ctrl-Z pauses the search threads, fg (SIGCONT) lets them go on.
+    if (PauseGuard::PauseWanted() != paused) {
+      paused = !paused;
+      engine.SetPaused(paused);
+      if (paused) std::fprintf(stderr, "\nPaused (Ctrl-Z); continue with fg or kill -CONT %d\n", static_cast<int>(getpid()));
+      else std::fprintf(stderr, "Resumed\n");
+    }
     if (opt.interrupt && opt.interrupt->load() && !out.interrupted) {
       out.interrupted = true;
       engine.RequestStop();

@@ -33,6 +33,7 @@ struct TCliRunOptions {
   bool messages = true;    // the summary and the run's notices on stdout
   double timeLimit = 0;    // seconds; 0 none. Reaching it stops the run.
   std::atomic<bool>* interrupt = nullptr;  // raised by Ctrl-C: stops the run
+  bool acceptThreadProposal = false;       // the answer to the engine's thread-count question
 };
 
 struct TCliRunOutcome {
