@@ -101,6 +101,15 @@ bool FenToBoard(const std::string& text, TChessboard& out, TTaskContext& ctx) {
   return true;
 }
 
+bool FenToTask(const std::string& text, TTaskContext& ctx, bool& whiteToMove) {
+  TChessboard b;
+  TTaskContext read;
+  if (!FenToBoard(text, b, read)) return false;
+  ctx = read;
+  whiteToMove = b.WhiteToMove();
+  return true;
+}
+
 std::string BoardToFen(const TChessboard& b, bool boardOnly) {
   std::string s;
   s.reserve(90);

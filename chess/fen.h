@@ -15,6 +15,10 @@ namespace ostravel {
 // ValidateAndRecount.
 bool FenToBoard(const std::string& text, TChessboard& out, TTaskContext& ctx);
 
+// Reads a FEN into a task context (initial board, rights, e.p. square) and the
+// side to move; false for malformed text.
+bool FenToTask(const std::string& text, TTaskContext& ctx, bool& whiteToMove);
+
 // Writes the FEN of a position; with boardOnly only the piece placement.
 std::string BoardToFen(const TChessboard& b, bool boardOnly = false);
 

@@ -312,6 +312,19 @@ inline int Legal(const TChessboard& b, TMove* out) {
   return n;
 }
 
+// Squares the king of colour C can step to without being attacked there
+// (castling aside); the king is lifted off so that it cannot hide behind itself.
+template <uint8_t C>
+inline uint64_t LegalKingTargets(const TChessboard& b, const LegalInfo& li, uint64_t own) {
+  uint64_t k = T.king[li.ksq] & ~own, legal = 0;
+  const uint64_t occNoKing = li.occ ^ Bit(li.ksq);
+  while (k) {
+    const int t = PopLsb(k);
+    if (!AttackedBy<Side<C>::kThem>(b, t, occNoKing)) legal |= Bit(t);
+  }
+  return legal;
+}
+
 // Squares a pawn of colour C on sq can move to (pushes and captures, not e.p.).
 template <uint8_t C>
 inline uint64_t PawnTargets(const TChessboard& b, int sq, uint64_t occ) {
@@ -338,15 +351,9 @@ inline int CountLegal(const TChessboard& b) {
   const uint64_t occ = li.occ;
   int n = 0;
   {
-    uint64_t k = T.king[li.ksq] & ~own;
-    const uint64_t occNoKing = occ ^ Bit(li.ksq);
-    while (k) {
-      const int t = PopLsb(k);
-      if (!AttackedBy<S::kThem>(b, t, occNoKing)) {
-        if (kStopAtFirst) return 1;
-        ++n;
-      }
-    }
+    const uint64_t k = LegalKingTargets<C>(b, li, own);
+    if (kStopAtFirst && k) return 1;
+    n += PopCount(k);
     if (li.ksq == S::kHome && !li.nCheckers) {
       TMove tmp[2];
       const int c = CastlingMoves<C>(b, tmp, 0, 0);

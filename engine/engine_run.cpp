@@ -54,15 +54,7 @@ bool IsProblemBeingStopped(uint32_t problemId) {
 
 // ---------------------------------------------------------------- the request
 
-bool TSolveRequest::SetFen(const std::string& fen) {
-  TChessboard b;
-  TTaskContext ctx;
-  if (!FenToBoard(fen, b, ctx)) return false;
-  std::memcpy(ctx.initialBoard, b.board, 64);
-  position = ctx;
-  whiteToMove = b.WhiteToMove();
-  return true;
-}
+bool TSolveRequest::SetFen(const std::string& fen) { return FenToTask(fen, position, whiteToMove); }
 
 void ApplySettings(TSolveRequest& r, const TSettings& s) {
   r.safeMode = s.QuickMode == 0;

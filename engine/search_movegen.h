@@ -26,12 +26,7 @@ inline int GenLegal(const TChessboard& b, TMove* out) {
   const uint64_t occ = li.occ;
   int n = 0;
   // King moves first: a flight is the likeliest defence against mate.
-  uint64_t k = T.king[li.ksq] & ~own;
-  const uint64_t occNoKing = occ ^ Bit(li.ksq);
-  while (k) {
-    const int t = PopLsb(k);
-    if (!detail::AttackedBy<S::kThem>(b, t, occNoKing)) out[n++] = Mv(li.ksq, t);
-  }
+  n = EmitTargets<C>(li.ksq, detail::LegalKingTargets<C>(b, li, own), out, n);
   if (li.ksq == S::kHome && !li.nCheckers) n = detail::CastlingMoves<C>(b, out, n, 0);
   if (li.nCheckers < 2) {
     const uint64_t target = ~own & li.checkMask;

@@ -19,15 +19,7 @@ void TProblem::MakeRoot(TChessboard& b, TTaskContext& ctx, bool validate) const 
   if (validate) ValidateAndRecount(b);
 }
 
-bool TProblem::SetFen(const std::string& fen) {
-  TChessboard b;
-  TTaskContext ctx;
-  if (!FenToBoard(fen, b, ctx)) return false;
-  std::memcpy(ctx.initialBoard, b.board, 64);
-  position = ctx;
-  whiteToMove = b.WhiteToMove();
-  return true;
-}
+bool TProblem::SetFen(const std::string& fen) { return FenToTask(fen, position, whiteToMove); }
 
 std::string TProblem::Fen() const {
   TChessboard b;
