@@ -10,6 +10,7 @@
 
 #include "chess/fen.h"
 #include "chess/notation.h"
+#include "config/paths.h"
 #include "config/settings.h"
 #include "engine/mate_search.h"
 #include "precalc/position_type.h"
@@ -123,6 +124,16 @@ std::string RunTitle(const TSolveRequest& r) {
   if (r.bruteForce) return r.title + " (BruteForce)";
   if (r.mode == SolutionMode::kAll) return r.title + " (AllSolutions)";
   return r.title;
+}
+
+std::string SearchLogPath(const TSolveRequest& r) {
+  // The problem's name with ".log", in the data folder; characters a file
+  // name cannot hold become '_'.
+  std::string name = r.title.empty() ? "problem" : r.title;
+  for (char& c : name)
+    if (c == '/' || c == '\\' || c == ':' || static_cast<unsigned char>(c) < 32) c = '_';
+  if (name.size() > 120) name.resize(120);
+  return (DataFolder() / (name + ".log")).string();
 }
 
 // ---------------------------------------------------------------- passes
@@ -769,7 +780,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     ss.cutRepetitions = plan.heuristics != 0;
     ss.computeVariations = r.computeVariations;
     ss.logMoves = r.logMoves;
-    ss.logPath = r.logPath;
+    ss.logPath = r.logMoves && r.logPath.empty() ? SearchLogPath(r) : r.logPath;
     // Keys of earlier passes come first, so that a new search object finds
     // them again at once and counts them against its limit.
     for (const auto& k : keys) ss.sortIndications.push_back(k.key);

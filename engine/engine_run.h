@@ -131,6 +131,8 @@ TSolveRequest RequestFromProblem(const TProblem& p, const TSettings& s, uint32_t
 // The run's title: the request's title marked "(HybridBruteForce)",
 // "(BruteForce)" or "(AllSolutions)".
 std::string RunTitle(const TSolveRequest& r);
+// Path of the search log (LogMoves) of a run: the problem's name with ".log".
+std::string SearchLogPath(const TSolveRequest& r);
 
 // ---------------------------------------------------------------- passes
 
