@@ -32,7 +32,6 @@ constexpr int kMaxPly = 250;
 // so that the line-of-play castling test never mistakes it for a real move.
 constexpr uint8_t kNullSquare = 27;
 
-int SolutionLimitOf(SolutionMode m) { return SolutionLimit(m); }
 
 }  // namespace
 
@@ -479,7 +478,7 @@ TMateSearch::TMateSearch(const TSearchSettings& settings,
 TMateSearch::~TMateSearch() = default;
 
 bool TMateSearch::LimitReached() const {
-  const int limit = SolutionLimitOf(settings_.mode);
+  const int limit = SolutionLimit(settings_.mode);
   return limit && static_cast<int>(solutions_.size()) >= limit;
 }
 
