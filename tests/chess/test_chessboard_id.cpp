@@ -12,15 +12,7 @@
 namespace ostravel {
 namespace {
 
-template <class F>
-std::string MessageOf(F&& f) {
-  try {
-    f();
-  } catch (const ChessException& e) {
-    return e.what();
-  }
-  return "(no exception)";
-}
+using test::MessageOf;
 
 std::string Board6(const std::string& text) {
   return MessageOf([&] {

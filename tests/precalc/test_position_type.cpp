@@ -18,15 +18,7 @@ TChessboard FromFen(const std::string& fen) {
   return b;
 }
 
-template <class F>
-std::string MessageOf(F&& f) {
-  try {
-    f();
-  } catch (const ChessException& e) {
-    return e.what();
-  }
-  return "(no exception)";
-}
+using test::MessageOf;
 
 TEST(PositionType, CanonicalOrderKingsWritten) {
   EXPECT_EQ(PositionType(FromFen("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1")),

@@ -2,6 +2,8 @@
 // Helpers shared by the test programs.
 #include <string>
 
+#include "chess/board.h"
+
 namespace ostravel::test {
 
 // Path of a file in ../shared/data (the reference data beside the repository).
@@ -12,5 +14,16 @@ std::string SourcePath(const std::string& name);
 
 // A fresh empty folder below the system's temporary folder, removed at exit.
 std::string MakeTempDir();
+
+// The text of the ChessException that f throws, or "(no exception)".
+template <class F>
+std::string MessageOf(F&& f) {
+  try {
+    f();
+  } catch (const ChessException& e) {
+    return e.what();
+  }
+  return "(no exception)";
+}
 
 }  // namespace ostravel::test
