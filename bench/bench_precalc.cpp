@@ -60,9 +60,9 @@ void BM_TableBuild(benchmark::State& state) {
   state.counters["table_MB"] = static_cast<double>(bytes) / (1 << 20);
 }
 
-#define OSTRAVEL_BENCH_MAPPING(M)                         \
-  BENCHMARK_TEMPLATE(BM_Rank, M);                        \
-  BENCHMARK_TEMPLATE(BM_Unrank, M);                      \
+#define OSTRAVEL_BENCH_MAPPING(M)   \
+  BENCHMARK_TEMPLATE(BM_Rank, M);   \
+  BENCHMARK_TEMPLATE(BM_Unrank, M); \
   BENCHMARK_TEMPLATE(BM_TableBuild, M)->Unit(benchmark::kMillisecond)
 
 OSTRAVEL_BENCH_MAPPING(CPieceCombinations<2>);

@@ -14,50 +14,89 @@ using namespace tables;
 char PieceLetter(uint8_t code) {
   char c;
   switch (code & kKindMask) {
-    case kKing: c = 'K'; break;
-    case kPawn: c = 'P'; break;
-    case kBishop: c = 'B'; break;
-    case kRook: c = 'R'; break;
-    case kQueen: c = 'Q'; break;
-    case kKnight: c = 'N'; break;
-    default: return 'E';
+    case kKing:
+      c = 'K';
+      break;
+    case kPawn:
+      c = 'P';
+      break;
+    case kBishop:
+      c = 'B';
+      break;
+    case kRook:
+      c = 'R';
+      break;
+    case kQueen:
+      c = 'Q';
+      break;
+    case kKnight:
+      c = 'N';
+      break;
+    default:
+      return 'E';
   }
   return (code & kBlack) ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
 char KindLetter(uint8_t kind) {
   switch (kind & kKindMask) {
-    case kKing: return 'K';
-    case kPawn: return ' ';
-    case kBishop: return 'B';
-    case kRook: return 'R';
-    case kQueen: return 'Q';
-    case kKnight: return 'N';
-    default: return 'E';
+    case kKing:
+      return 'K';
+    case kPawn:
+      return ' ';
+    case kBishop:
+      return 'B';
+    case kRook:
+      return 'R';
+    case kQueen:
+      return 'Q';
+    case kKnight:
+      return 'N';
+    default:
+      return 'E';
   }
 }
 
 uint8_t KindFromLetter(char letter) {
   switch (letter) {
-    case 'K': case 'k': return kKing;
-    case 'P': case 'p': return kPawn;
-    case 'B': case 'b': return kBishop;
-    case 'R': case 'r': return kRook;
-    case 'Q': case 'q': return kQueen;
-    case 'N': case 'n': return kKnight;
-    default: return 0;
+    case 'K':
+    case 'k':
+      return kKing;
+    case 'P':
+    case 'p':
+      return kPawn;
+    case 'B':
+    case 'b':
+      return kBishop;
+    case 'R':
+    case 'r':
+      return kRook;
+    case 'Q':
+    case 'q':
+      return kQueen;
+    case 'N':
+    case 'n':
+      return kKnight;
+    default:
+      return 0;
   }
 }
 
 uint8_t CountSlotOf(uint8_t code) {
   const uint8_t side = (code & kBlack) ? 1 : 0;
   switch (code & kKindMask) {
-    case kQueen: return kCntWQ + side;
-    case kRook: return kCntWR + side;
-    case kBishop: return kCntWB + side;
-    case kKnight: return kCntWN + side;
-    case kPawn: return kCntWP + side;
-    default: return 0xFF;
+    case kQueen:
+      return kCntWQ + side;
+    case kRook:
+      return kCntWR + side;
+    case kBishop:
+      return kCntWB + side;
+    case kKnight:
+      return kCntWN + side;
+    case kPawn:
+      return kCntWP + side;
+    default:
+      return 0xFF;
   }
 }
 
@@ -248,15 +287,20 @@ bool HasLegalMove(const TChessboard& b) {
 
 // ---------------------------------------------------------------- making moves
 
-int8_t MakeWhiteMove(TChessboard& next, const TMove& m) { return detail::MakeMove<kWhite>(next, m); }
-int8_t MakeBlackMove(TChessboard& next, const TMove& m) { return detail::MakeMove<kBlack>(next, m); }
+int8_t MakeWhiteMove(TChessboard& next, const TMove& m) {
+  return detail::MakeMove<kWhite>(next, m);
+}
+int8_t MakeBlackMove(TChessboard& next, const TMove& m) {
+  return detail::MakeMove<kBlack>(next, m);
+}
 
 bool IsLegal(const TChessboard& b, const TMove& m, TChessboard& scratch) {
   if (!b.remainingPlies || !IsOnBoard(m.from) || !IsOnBoard(m.to)) return false;
   const uint8_t mover = b.MoverColour();
   if (!(b.board[m.from] & mover)) return false;
   TMove list[64];
-  const int n = mover == kWhite ? GenerateWhitePieceMoves(b, m.from, list) : GenerateBlackPieceMoves(b, m.from, list);
+  const int n =
+      mover == kWhite ? GenerateWhitePieceMoves(b, m.from, list) : GenerateBlackPieceMoves(b, m.from, list);
   bool found = false;
   for (int i = 0; i < n && !found; ++i) found = list[i].SameAs(m);
   if (!found) return false;
@@ -303,12 +347,16 @@ void ValidateAndRecount(TChessboard& b, bool resetScratch) {
     // first pieces; material beyond that proves a promotion.
     switch (KindOf(c)) {
       case kQueen:
-        if (queens++ == 0) b.firstWhitePieces[6] = static_cast<uint8_t>(sq);
-        else b.noPromotion = 0;
+        if (queens++ == 0)
+          b.firstWhitePieces[6] = static_cast<uint8_t>(sq);
+        else
+          b.noPromotion = 0;
         break;
       case kRook:
-        if (rooks < 2) b.firstWhitePieces[rooks] = static_cast<uint8_t>(sq);
-        else b.noPromotion = 0;
+        if (rooks < 2)
+          b.firstWhitePieces[rooks] = static_cast<uint8_t>(sq);
+        else
+          b.noPromotion = 0;
         ++rooks;
         break;
       case kBishop:
@@ -317,19 +365,24 @@ void ValidateAndRecount(TChessboard& b, bool resetScratch) {
         } else if (bishops == 1) {
           const int first = b.firstWhitePieces[2];
           const bool sameColour = (((first >> 3) + (first & 7)) & 1) == (((sq >> 3) + (sq & 7)) & 1);
-          if (sameColour) b.noPromotion = 0;
-          else b.firstWhitePieces[3] = static_cast<uint8_t>(sq);
+          if (sameColour)
+            b.noPromotion = 0;
+          else
+            b.firstWhitePieces[3] = static_cast<uint8_t>(sq);
         } else {
           b.noPromotion = 0;
         }
         ++bishops;
         break;
       case kKnight:
-        if (knights < 2) b.firstWhitePieces[4 + knights] = static_cast<uint8_t>(sq);
-        else b.noPromotion = 0;
+        if (knights < 2)
+          b.firstWhitePieces[4 + knights] = static_cast<uint8_t>(sq);
+        else
+          b.noPromotion = 0;
         ++knights;
         break;
-      default: break;
+      default:
+        break;
     }
   }
   if (whiteKings != 1 || blackKings != 1) throw ChessException("Illegal number of kings.");

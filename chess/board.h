@@ -31,8 +31,12 @@ enum PieceKind : uint8_t { kKing = 1, kPawn = 2, kBishop = 4, kRook = 8, kQueen 
 constexpr uint8_t WK = 0x41, WP = 0x42, WB = 0x44, WR = 0x48, WQ = 0x4C, WN = 0x50;
 constexpr uint8_t BK = 0x81, BP = 0x82, BB = 0x84, BR = 0x88, BQ = 0x8C, BN = 0x90;
 
-constexpr uint8_t ColourOf(uint8_t code) { return code & kColourMask; }
-constexpr uint8_t KindOf(uint8_t code) { return code & kKindMask; }
+constexpr uint8_t ColourOf(uint8_t code) {
+  return code & kColourMask;
+}
+constexpr uint8_t KindOf(uint8_t code) {
+  return code & kKindMask;
+}
 constexpr bool IsValidPieceCode(uint8_t c) {
   const uint8_t col = c & kColourMask, k = c & kKindMask;
   return (col == kWhite || col == kBlack) && (c & 0x20) == 0 &&
@@ -48,10 +52,18 @@ uint8_t KindFromLetter(char letter);
 
 // ---------------------------------------------------------------- squares
 
-constexpr int SquareOf(int file, int rank) { return rank * 8 + file; }
-constexpr int FileOf(int sq) { return sq & 7; }
-constexpr int RankOf(int sq) { return sq >> 3; }
-constexpr bool IsOnBoard(int sq) { return (sq & ~63) == 0; }
+constexpr int SquareOf(int file, int rank) {
+  return rank * 8 + file;
+}
+constexpr int FileOf(int sq) {
+  return sq & 7;
+}
+constexpr int RankOf(int sq) {
+  return sq >> 3;
+}
+constexpr bool IsOnBoard(int sq) {
+  return (sq & ~63) == 0;
+}
 
 constexpr int kA1 = 0, kB1 = 1, kC1 = 2, kD1 = 3, kE1 = 4, kF1 = 5, kG1 = 6, kH1 = 7;
 constexpr int kA8 = 56, kB8 = 57, kC8 = 58, kD8 = 59, kE8 = 60, kF8 = 61, kG8 = 62, kH8 = 63;
@@ -101,7 +113,17 @@ struct TTaskContext {
 
 // Piece-count slots, in the documented order.
 enum CountSlot : uint8_t {
-  kCntWQ = 0, kCntBQ, kCntWR, kCntBR, kCntWB, kCntBB, kCntWN, kCntBN, kCntWP, kCntBP, kCountSlots
+  kCntWQ = 0,
+  kCntBQ,
+  kCntWR,
+  kCntBR,
+  kCntWB,
+  kCntBB,
+  kCntWN,
+  kCntBN,
+  kCntWP,
+  kCntBP,
+  kCountSlots
 };
 // Count slot of a piece code (kings have none: 0xFF).
 uint8_t CountSlotOf(uint8_t code);
@@ -150,7 +172,9 @@ void RecomputeDerived(TChessboard& b);
 uint32_t RegisterHash(const uint8_t board[64]);
 
 // Sets remainingPlies and initialPlies to n (bit 0 gives the side to move).
-inline void SetRootPlies(TChessboard& b, uint16_t n) { b.remainingPlies = b.initialPlies = n; }
+inline void SetRootPlies(TChessboard& b, uint16_t n) {
+  b.remainingPlies = b.initialPlies = n;
+}
 
 // ---------------------------------------------------------------- castling and e.p.
 
@@ -172,7 +196,9 @@ bool IsSquareAttackedBy(const TChessboard& b, int sq, uint8_t colour);
 int WhiteAttackers(const TChessboard& b, int file, int rank, uint8_t* outSquares);
 // True when the king of the given colour is attacked.
 bool IsKingAttacked(const TChessboard& b, uint8_t colour);
-inline bool InCheck(const TChessboard& b) { return IsKingAttacked(b, b.MoverColour()); }
+inline bool InCheck(const TChessboard& b) {
+  return IsKingAttacked(b, b.MoverColour());
+}
 
 // ---------------------------------------------------------------- move generation
 
@@ -217,6 +243,8 @@ bool IsLegal(const TChessboard& b, const TMove& m);
 void ValidateAndRecount(TChessboard& b, bool resetScratch = true);
 
 // Copies a whole position record; kept for symmetry with the C-style API.
-inline void CopyBoard(TChessboard& dst, const TChessboard& src) { std::memcpy(static_cast<void*>(&dst), &src, sizeof(TChessboard)); }
+inline void CopyBoard(TChessboard& dst, const TChessboard& src) {
+  std::memcpy(static_cast<void*>(&dst), &src, sizeof(TChessboard));
+}
 
 }  // namespace ostravel

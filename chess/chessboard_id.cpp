@@ -17,7 +17,9 @@ struct FigureTable {
 };
 constexpr FigureTable kFigures;
 
-[[noreturn]] void WrongId() { throw ChessException("Wrong chessboard id"); }
+[[noreturn]] void WrongId() {
+  throw ChessException("Wrong chessboard id");
+}
 
 // Value of a character of the six-bit alphabet, -1 outside it.
 int Alphanum6Value(char c) {
@@ -141,9 +143,13 @@ void TChessboardId::Build(const uint8_t board[64]) {
   }
 }
 
-std::string TChessboardId::ToAlphanum6() const { return ToText(*this, 6, "Error in ToAlphanum6"); }
+std::string TChessboardId::ToAlphanum6() const {
+  return ToText(*this, 6, "Error in ToAlphanum6");
+}
 
-std::string TChessboardId::ToAlphanum5() const { return ToText(*this, 5, "Error in ToAlphanum5"); }
+std::string TChessboardId::ToAlphanum5() const {
+  return ToText(*this, 5, "Error in ToAlphanum5");
+}
 
 void TChessboardId::ToBoard(uint8_t board[64]) const {
   uint8_t out[64];

@@ -29,8 +29,8 @@ class TChessboardId {
   static constexpr unsigned kBytes = 40;
   static constexpr unsigned kMaxBits = kBytes * 8;
 
-  uint16_t m_nBits = 0;          // bits written so far
-  uint8_t m_bits[kBytes] = {};   // bit k is bit (k mod 8) of byte k / 8
+  uint16_t m_nBits = 0;         // bits written so far
+  uint8_t m_bits[kBytes] = {};  // bit k is bit (k mod 8) of byte k / 8
 
   TChessboardId() = default;
   // Identifier of a board; throws "Unknown figure code" for a byte that is not

@@ -1,6 +1,7 @@
 #include "chess/fen.h"
 
 #include <cctype>
+#include <cstdio>
 
 namespace ostravel {
 
@@ -10,9 +11,27 @@ void SkipBlanks(const std::string& s, size_t& i) {
   while (i < s.size() && (s[i] == ' ' || s[i] == '\t')) ++i;
 }
 
+// The half-move clock and full-move number: at most two decimal fields
+// after the e.p. field, then only blanks or a line end. Anything else is not
+// a FEN, however long.
+bool OnlyMoveCountsLeft(const std::string& s, size_t i) {
+  for (int field = 0; field < 2; ++field) {
+    SkipBlanks(s, i);
+    if (i >= s.size() || s[i] == '\r' || s[i] == '\n') break;
+    size_t digits = 0;
+    for (; i < s.size() && s[i] >= '0' && s[i] <= '9'; ++i) ++digits;
+    if (digits == 0 || digits > 6) return false;
+    if (i < s.size() && !std::isspace(static_cast<unsigned char>(s[i]))) return false;
+  }
+  SkipBlanks(s, i);
+  while (i < s.size() && (s[i] == '\r' || s[i] == '\n')) ++i;
+  return i == s.size();
+}
+
 }  // namespace
 
 bool FenToBoard(const std::string& text, TChessboard& out, TTaskContext& ctx) {
+  if (text.size() > kMaxFenChars) return false;
   if (text.find('/') == std::string::npos || text.find('{') != std::string::npos) return false;
   ClearBoard(out);
   size_t i = 0;
@@ -22,6 +41,7 @@ bool FenToBoard(const std::string& text, TChessboard& out, TTaskContext& ctx) {
     const char c = text[i];
     if (c == ' ' || c == '\t' || c == '\r' || c == '\n') break;
     if (c == '/') {
+      if (file == 0) return false;  // an empty rank: "8" says it
       if (--rank < 0) return false;
       file = 0;
       continue;
@@ -33,10 +53,11 @@ bool FenToBoard(const std::string& text, TChessboard& out, TTaskContext& ctx) {
     }
     const uint8_t kind = KindFromLetter(c);
     if (!kind || file > 7) return false;
-    out.board[rank * 8 + file] = static_cast<uint8_t>((std::isupper(static_cast<unsigned char>(c)) ? kWhite : kBlack) | kind);
+    out.board[rank * 8 + file] =
+        static_cast<uint8_t>((std::isupper(static_cast<unsigned char>(c)) ? kWhite : kBlack) | kind);
     ++file;
   }
-  if (rank != 0) return false;  // fewer than eight ranks
+  if (rank != 0 || file == 0) return false;  // fewer than eight ranks, or the last one empty
 
   bool white = true;
   uint8_t rights = 0;
@@ -44,9 +65,12 @@ bool FenToBoard(const std::string& text, TChessboard& out, TTaskContext& ctx) {
   SkipBlanks(text, i);
   if (i < text.size() && text[i] != '\r' && text[i] != '\n') {
     const char side = text[i++];
-    if (side == 'w' || side == 'W') white = true;
-    else if (side == 'b' || side == 'B') white = false;
-    else return false;
+    if (side == 'w' || side == 'W')
+      white = true;
+    else if (side == 'b' || side == 'B')
+      white = false;
+    else
+      return false;
     if (i < text.size() && !std::isspace(static_cast<unsigned char>(text[i]))) return false;
     SkipBlanks(text, i);
     if (i < text.size() && text[i] != '\r' && text[i] != '\n') {
@@ -55,11 +79,20 @@ bool FenToBoard(const std::string& text, TChessboard& out, TTaskContext& ctx) {
       } else {
         for (; i < text.size() && !std::isspace(static_cast<unsigned char>(text[i])); ++i) {
           switch (text[i]) {
-            case 'K': rights |= kCastleWK; break;
-            case 'Q': rights |= kCastleWQ; break;
-            case 'k': rights |= kCastleBK; break;
-            case 'q': rights |= kCastleBQ; break;
-            default: return false;
+            case 'K':
+              rights |= kCastleWK;
+              break;
+            case 'Q':
+              rights |= kCastleWQ;
+              break;
+            case 'k':
+              rights |= kCastleBK;
+              break;
+            case 'q':
+              rights |= kCastleBQ;
+              break;
+            default:
+              return false;
           }
         }
       }
@@ -78,6 +111,7 @@ bool FenToBoard(const std::string& text, TChessboard& out, TTaskContext& ctx) {
         }
         if (i < text.size() && !std::isspace(static_cast<unsigned char>(text[i]))) return false;
         // The half-move clock and full-move number, when present, carry nothing we keep.
+        if (!OnlyMoveCountsLeft(text, i)) return false;
       }
     }
   }
@@ -122,9 +156,12 @@ std::string BoardToFen(const TChessboard& b, bool boardOnly) {
         continue;
       }
       if (empty) s += static_cast<char>('0' + empty), empty = 0;
-      if (c == WP) s += 'P';
-      else if (c == BP) s += 'p';
-      else s += PieceLetter(c);
+      if (c == WP)
+        s += 'P';
+      else if (c == BP)
+        s += 'p';
+      else
+        s += PieceLetter(c);
     }
     if (empty) s += static_cast<char>('0' + empty);
     if (rank) s += '/';
@@ -165,6 +202,23 @@ std::string BoardToFen(const TChessboard& b, bool boardOnly) {
   s += " 0 ";
   s += std::to_string(b.FullMoveNumber());
   return s;
+}
+
+std::string TextForMessage(std::string_view text, std::size_t maxChars) {
+  std::string out;
+  std::size_t shown = 0;
+  for (; shown < text.size() && out.size() < maxChars; ++shown) {
+    const unsigned char c = static_cast<unsigned char>(text[shown]);
+    if (c < 0x20 || c == 0x7F) {
+      char buf[8];
+      std::snprintf(buf, sizeof buf, "\\x%02X", c);
+      out += buf;
+    } else {
+      out += static_cast<char>(c);
+    }
+  }
+  if (shown < text.size()) out += "... (" + std::to_string(text.size()) + " characters)";
+  return out;
 }
 
 }  // namespace ostravel

@@ -1,6 +1,8 @@
 #pragma once
 // FEN reading and writing.
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "chess/board.h"
 
@@ -19,7 +21,14 @@ bool FenToBoard(const std::string& text, TChessboard& out, TTaskContext& ctx);
 // side to move; false for malformed text.
 bool FenToTask(const std::string& text, TTaskContext& ctx, bool& whiteToMove);
 
+// Longer text is no FEN (a FEN of any position is well below this).
+inline constexpr std::size_t kMaxFenChars = 256;
+
 // Writes the FEN of a position; with boardOnly only the piece placement.
 std::string BoardToFen(const TChessboard& b, bool boardOnly = false);
+
+// Bad input as shown in a message: at most maxChars characters, control
+// characters escaped (\x0A), and the length of what was cut.
+std::string TextForMessage(std::string_view text, std::size_t maxChars = 60);
 
 }  // namespace ostravel

@@ -164,8 +164,10 @@ inline int PieceMoves(const TChessboard& b, int sq, TMove* out, int ep, int inCh
         const int c = t + side;
         const uint8_t v = b.board[c];
         if (v & S::kThem) {
-          if (r == S::kPromoFromRank) n = AddPromotions(out, n, sq, c);
-          else out[n++] = Mv(sq, c);
+          if (r == S::kPromoFromRank)
+            n = AddPromotions(out, n, sq, c);
+          else
+            out[n++] = Mv(sq, c);
         } else if (c == ep && r == S::kEpFromRank) {
           out[n++] = Mv(sq, c);
         }
@@ -375,9 +377,15 @@ inline int CountLegal(const TChessboard& b) {
         if (li.pinned & Bit(sq)) continue;
         att = T.knight[sq] & target;
         break;
-      case kBishop: att = BishopAttacks(sq, occ) & target & pinMask; break;
-      case kRook: att = RookAttacks(sq, occ) & target & pinMask; break;
-      case kQueen: att = (RookAttacks(sq, occ) | BishopAttacks(sq, occ)) & target & pinMask; break;
+      case kBishop:
+        att = BishopAttacks(sq, occ) & target & pinMask;
+        break;
+      case kRook:
+        att = RookAttacks(sq, occ) & target & pinMask;
+        break;
+      case kQueen:
+        att = (RookAttacks(sq, occ) | BishopAttacks(sq, occ)) & target & pinMask;
+        break;
       case kPawn: {
         const int r = sq >> 3, f = sq & 7;
         const int t = sq + S::kPush;
@@ -391,7 +399,8 @@ inline int CountLegal(const TChessboard& b) {
         n += c;
         continue;
       }
-      default: continue;
+      default:
+        continue;
     }
     if (kStopAtFirst && att) return 1;
     n += PopCount(att);

@@ -57,7 +57,8 @@ void CheckFullMoveSyntax(const std::string& text) {
   auto file = [](char c) { return c >= 'a' && c <= 'h'; };
   auto rank = [](char c) { return c >= '1' && c <= '8'; };
   if (text.size() < i + 5 || !file(text[i]) || !rank(text[i + 1]) ||
-      (text[i + 2] != '-' && text[i + 2] != ':' && text[i + 2] != 'x') || !file(text[i + 3]) || !rank(text[i + 4]))
+      (text[i + 2] != '-' && text[i + 2] != ':' && text[i + 2] != 'x') || !file(text[i + 3]) ||
+      !rank(text[i + 4]))
     throw ChessException("Improper full description of move");
   const size_t rest = text.size() - (i + 5);
   if (rest > 1) throw ChessException("Improper full description of move");
@@ -75,9 +76,12 @@ int ParseFullMoveImpl(const TChessboard& b, const char* text, TMove& out) {
   TMove m{};
   if (text[0] == '0') {
     const int home = white ? kE1 : kE8;
-    if (std::strncmp(text, "0-0-0", 6) == 0) m = TMove{static_cast<uint8_t>(home), static_cast<uint8_t>(home - 2), 0, 0};
-    else if (std::strncmp(text, "0-0", 4) == 0) m = TMove{static_cast<uint8_t>(home), static_cast<uint8_t>(home + 2), 0, 0};
-    else return 0;
+    if (std::strncmp(text, "0-0-0", 6) == 0)
+      m = TMove{static_cast<uint8_t>(home), static_cast<uint8_t>(home - 2), 0, 0};
+    else if (std::strncmp(text, "0-0", 4) == 0)
+      m = TMove{static_cast<uint8_t>(home), static_cast<uint8_t>(home + 2), 0, 0};
+    else
+      return 0;
   } else {
     const size_t len = std::strlen(text);
     if (len < 5) return 0;
@@ -159,6 +163,49 @@ bool ParseUciMove(const TChessboard& b, const std::string& text, TMove& out) {
       return true;
     }
   return false;
+}
+
+}  // namespace ostravel
+
+namespace ostravel {
+
+TMove ReadUserMove(const TChessboard& b, const std::string& input) {
+  std::string text = input;
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t' || text.back() == '+' ||
+                           text.back() == '#' || text.back() == '!' || text.back() == '?'))
+    text.pop_back();
+  size_t start = text.find_first_not_of(" \t");
+  text = start == std::string::npos ? std::string() : text.substr(start);
+  if (text.empty()) throw ChessException("Empty string");
+  for (char& c : text)
+    if (c == 'O' || c == 'o') c = '0';  // 0-0 typed with letters
+  TMove m{};
+  if (text == "0-0" || text == "0-0-0") {
+    if (ParseFullMoveImpl(b, text.c_str(), m) == 1) return m;
+    throw ChessException("Illegal move");
+  }
+  // Squares named in the text decide between short and full notation.
+  int squares = 0;
+  for (size_t i = 0; i + 1 < text.size(); ++i)
+    if (text[i] >= 'a' && text[i] <= 'h' && text[i + 1] >= '1' && text[i + 1] <= '8') ++squares, ++i;
+  if (squares == 1) throw ChessException("Short notation not supported.");
+  if (squares != 2) throw ChessException("Improper move description");
+  const bool uciForm = text.size() >= 4 && text.size() <= 5 && text[2] >= 'a' && text[2] <= 'h';
+  if (uciForm) {
+    if (ParseUciMove(b, text, m)) return m;
+    throw ChessException("Illegal move");
+  }
+  try {
+    CheckFullMoveSyntax(text);
+  } catch (const ChessException&) {
+    throw ChessException("Improper move description");
+  }
+  switch (ParseFullMoveImpl(b, text.c_str(), m)) {
+    case 1:
+      return m;
+    default:
+      throw ChessException("Illegal move");
+  }
 }
 
 }  // namespace ostravel

@@ -35,6 +35,14 @@ const TChessboard* MakeMoveFromText(const TChessboard& b, const char* text, TChe
 // "Empty string", "Improper string length" or "Improper full description of move".
 void CheckFullMoveSyntax(const std::string& text);
 
+// The move-input reader of a front end: a move of the side to move of `b`
+// typed by the user in full notation ("Ng1-f3", "e2-e4", "e7-e8Q", "0-0"),
+// with a trailing check or comment mark allowed, or in UCI form ("g1f3").
+// Throws ChessException with "Empty string", "Short notation not supported."
+// (one square only, as in "Nf3"), "Improper move description" (text that is
+// no move) or "Illegal move" (a well-formed move the position does not allow).
+TMove ReadUserMove(const TChessboard& b, const std::string& text);
+
 // Parses a UCI move ("e2e4", "e7e8q") against the legal moves of `b`.
 bool ParseUciMove(const TChessboard& b, const std::string& text, TMove& out);
 

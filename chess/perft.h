@@ -20,6 +20,6 @@ uint64_t Perft(const TChessboard& root, int depth, PerftMode mode = PerftMode::k
 
 // Node counts below each legal root move, in generation order.
 std::vector<std::pair<TMove, uint64_t>> PerftDivide(const TChessboard& root, int depth,
-                                                   PerftMode mode = PerftMode::kBulk);
+                                                    PerftMode mode = PerftMode::kBulk);
 
 }  // namespace ostravel

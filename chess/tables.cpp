@@ -12,7 +12,8 @@ constexpr Tables Build() {
     for (int d = 0; d < 8; ++d) {
       int n = 0;
       uint64_t m = 0;
-      for (int ff = f + df[d], rr = r + dr[d]; ff >= 0 && ff < 8 && rr >= 0 && rr < 8; ff += df[d], rr += dr[d]) {
+      for (int ff = f + df[d], rr = r + dr[d]; ff >= 0 && ff < 8 && rr >= 0 && rr < 8;
+           ff += df[d], rr += dr[d]) {
         t.raySq[d][sq][n++] = static_cast<uint8_t>(rr * 8 + ff);
         m |= uint64_t{1} << (rr * 8 + ff);
       }

@@ -11,6 +11,9 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "config/safe_file.h"
+#include "config/text_compare.h"
+
 namespace ostravel {
 
 namespace {
@@ -20,17 +23,6 @@ constexpr std::string_view kBom = "\xEF\xBB\xBF";
 // Ctrl-Z is blank too: old editors ended text files with it.
 bool IsBlank(char c) {
   return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f' || c == '\x1a';
-}
-
-char LowerAscii(char c) {
-  return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool EqualsNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i)
-    if (LowerAscii(a[i]) != LowerAscii(b[i])) return false;
-  return true;
 }
 
 void Trim(const std::string& s, std::size_t& begin, std::size_t& end) {
@@ -314,68 +306,9 @@ std::string TIniFile::Text() const {
   return out;
 }
 
-void TIniFile::Save(const std::filesystem::path& requested) const {
-  std::error_code ec;
-  std::filesystem::path path = requested;
-  // Renaming over a link would replace the link itself; write its target.
-  if (std::filesystem::is_symlink(path, ec)) {
-    const auto target = std::filesystem::weakly_canonical(path, ec);
-    if (!ec) path = target;
-  }
-  const std::filesystem::path dir = path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
-  const std::string fail = "Cannot write to file " + requested.string() + ": ";
-
-  static std::atomic<unsigned> s_counter{0};
-  std::filesystem::path tmp;
-  int fd = -1;
-  for (int attempt = 0; attempt < 100 && fd < 0; ++attempt) {
-    std::string name(1, '.');
-    name += path.filename().string();
-    name += ".tmp";
-    name += std::to_string(::getpid());
-    name += '_';
-    name += std::to_string(s_counter.fetch_add(1));
-    tmp = dir / name;
-    // 0666 lets the umask decide, as for any new file.
-    fd = ::open(tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (fd < 0 && errno != EEXIST) throw std::runtime_error(fail + ErrnoText());
-  }
-  if (fd < 0) throw std::runtime_error(fail + "no temporary file name left");
-
-  auto abandon = [&](const std::string& why) {
-    ::close(fd);
-    ::unlink(tmp.c_str());
-    throw std::runtime_error(fail + why);
-  };
-  struct stat st {};
-  if (::stat(path.c_str(), &st) == 0) (void)::fchmod(fd, st.st_mode & 07777);
-
-  const std::string text = Text();
-  std::size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      abandon(ErrnoText());
-    }
-    done += static_cast<std::size_t>(n);
-  }
-  if (::fsync(fd) != 0) abandon(ErrnoText());
-  if (::close(fd) != 0) {
-    ::unlink(tmp.c_str());
-    throw std::runtime_error(fail + ErrnoText());
-  }
-  if (::rename(tmp.c_str(), path.c_str()) != 0) {
-    const std::string why = ErrnoText();
-    ::unlink(tmp.c_str());
-    throw std::runtime_error(fail + why);
-  }
-  // Make the rename itself durable.
-  const int dfd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (dfd >= 0) {
-    (void)::fsync(dfd);
-    ::close(dfd);
-  }
+void TIniFile::Save(const std::filesystem::path& path) const {
+  // SafeFileError is a runtime_error naming the file and the reason.
+  SafeWriteFile(path, Text());
 }
 
 }  // namespace ostravel

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "config/paths.h"
+#include "config/text_compare.h"
 
 namespace ostravel {
 
@@ -62,17 +63,33 @@ constexpr std::array kKeys = {
     OSTRAVEL_KEY(UseSystemCrashHandler, W::kNone, 0, 1),
     OSTRAVEL_KEY(ShortRegTestSeconds, W::kProgram, 0, INT_MAX),
     OSTRAVEL_KEY(LastProcessedMsgId, W::kProgram, INT_MIN, INT_MAX),
+    OSTRAVEL_KEY(TablebaseConnectTimeoutMs, W::kNone, 1, 600000),
+    OSTRAVEL_KEY(TablebaseTimeoutMs, W::kNone, 1, 600000),
 };
 
 #undef OSTRAVEL_KEY
 
 constexpr const char* kPrecalcPathKey = "PrecalcPath";
+constexpr const char* kMessageServiceUrlKey = "MessageServiceUrl";
+constexpr const char* kCrashReportUrlKey = "CrashReportUrl";
+constexpr std::size_t kUrlMaxChars = 2048;
 
-bool EqualsNoCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           auto low = [](char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c; };
-           return low(x) == low(y);
-         });
+bool IsWholeNumber(std::string_view t) {
+  while (!t.empty() && (t.front() == ' ' || t.front() == '\t')) t.remove_prefix(1);
+  while (!t.empty() && (t.back() == ' ' || t.back() == '\t' || t.back() == '\r')) t.remove_suffix(1);
+  if (!t.empty() && (t.front() == '-' || t.front() == '+')) t.remove_prefix(1);
+  if (t.empty() || t.size() > 10) return false;
+  for (char c : t)
+    if (c < '0' || c > '9') return false;
+  return true;
+}
+
+std::string SettingWarning(const TSettingKey& k, std::string_view raw, const std::string& why, int def) {
+  std::string shown(raw.substr(0, 20));
+  for (char& c : shown)
+    if (static_cast<unsigned char>(c) < 0x20) c = '?';
+  return std::string("Setting ") + k.name + " = \"" + shown + "\" " + why + "; the default " +
+         std::to_string(def) + " is used.";
 }
 
 }  // namespace
@@ -81,7 +98,9 @@ void TSettings::UpdateDerivedLimits(uint64_t physicalBytes) {
   auto ratio = [](int r) { return static_cast<uint64_t>(std::clamp(r, 0, 100)); };
   physicalMemoryBytes = physicalBytes;
   const uint64_t mb = physicalBytes >> 20;
-  tempRegLimitMB = mb * ratio(MaxMemRatioForTempReg) / 100;
+  // However the ratio is set, the register keeps a working minimum.
+  tempRegLimitMB =
+      std::max(mb * ratio(MaxMemRatioForTempReg) / 100, std::min<uint64_t>(kMinTempRegLimitMB, mb / 2));
   fixedLimitMB = mb * 20 / 100;
   // r * phys / 100 without the product overflowing.
   const uint64_t r = ratio(MaxMemRatioForPrecalculatedData);
@@ -122,8 +141,34 @@ const char* SettingsText(TSettingsText id, int languageId) {
 
 TSettings ReadSettingsFrom(const TIniFile& ini, std::vector<std::string>* warnings) {
   TSettings s;
-  for (const TSettingKey& k : kKeys) s.*k.member = ini.GetInt(kSettingsSection, k.name, s.*k.member);
+  for (const TSettingKey& k : kKeys) {
+    const int def = s.*k.member;
+    static constexpr std::string_view kAbsent = "\x01";
+    const std::string raw = ini.GetString(kSettingsSection, k.name, kAbsent, 64);
+    if (raw == kAbsent) continue;
+    const int v = ini.GetInt(kSettingsSection, k.name, def);
+    // These few read out-of-range values as their nearest limit.
+    const bool clamps = k.member == &TSettings::UseMainVariantAsSortIndications ||
+                        k.member == &TSettings::WarnAboutSecondInstanceOfProgram ||
+                        k.member == &TSettings::SchedulerLevels;
+    if (!IsWholeNumber(raw)) {
+      // The profile read would make it 0 (or its leading digits): a
+      // MaxMemRatioForTempReg of 0 starves the register silently.
+      if (warnings) warnings->push_back(SettingWarning(k, raw, "is not a number", def));
+      s.*k.member = def;
+    } else if (!clamps && (v < k.minValue || v > k.maxValue)) {
+      if (warnings)
+        warnings->push_back(SettingWarning(
+            k, raw, "is outside " + std::to_string(k.minValue) + ".." + std::to_string(k.maxValue), def));
+      s.*k.member = def;
+    } else {
+      s.*k.member = v;
+    }
+  }
   s.PrecalcPath = ini.GetString(kSettingsSection, kPrecalcPathKey, "", kPrecalcPathMaxChars);
+  s.MessageServiceUrl = ini.GetString(kSettingsSection, kMessageServiceUrlKey, "", kUrlMaxChars);
+  s.CrashReportUrl = ini.GetString(kSettingsSection, kCrashReportUrlKey, "", kUrlMaxChars);
+  s.TablebaseUrl = ini.GetString(kSettingsSection, "TablebaseUrl", s.TablebaseUrl, 1024);
 
   if (s.LanguageId < 0 || s.LanguageId > 2) s.LanguageId = TSettings{}.LanguageId;
   s.UseMainVariantAsSortIndications = std::clamp(s.UseMainVariantAsSortIndications, 0, 2);

@@ -16,6 +16,10 @@ inline constexpr const char* kSettingsSection = "chess";
 // PrecalcPath is read into a buffer of this many characters.
 inline constexpr std::size_t kPrecalcPathMaxChars = 255;
 
+// The temporary register is never given less (unless the machine has less
+// than twice this): below it a search crawls.
+inline constexpr uint64_t kMinTempRegLimitMB = 64;
+
 struct TSettings {
   int LanguageId = 1;  // 0 Polish, 1 English, 2 Ukrainian
   int QuickMode = 1;   // 0 safe mode
@@ -59,6 +63,16 @@ struct TSettings {
   // Kept by other parts of the program, not by the options dialog.
   int ShortRegTestSeconds = 10;
   int LastProcessedMsgId = 0;
+  // Addresses of the vendor's message service and crash-report server
+  // (http or https URLs), edited by hand. Empty (the default): nothing is
+  // ever sent anywhere.
+  std::string MessageServiceUrl;
+  std::string CrashReportUrl;
+  // The online tablebase: its address (a mirror or a local server may stand
+  // in) and the time one request may take. Edited by hand.
+  std::string TablebaseUrl = "https://tablebase.lichess.ovh/";
+  int TablebaseConnectTimeoutMs = 3000;
+  int TablebaseTimeoutMs = 5000;
 
   // Derived from the physical memory and the ratios by UpdateDerivedLimits().
   uint64_t physicalMemoryBytes = 0;

@@ -3,7 +3,7 @@
 //!Main: Rg6-e6
 //!ENDVARIANTS
 {
-  Description: popeye-23: github thomas-maeder/popeye BEISPIEL/stip.inp (expected output REGRESSIONTESTS/stip.out)@122c7d0fed; Hilmar Ebert, feenschach 1991; hg gewidmet
+  Description: Hilmar Ebert, feenschach, 1991
   FEN: B7/8/6R1/4k2p/3N3P/4K3/8/8 w - - 0 1
 }
 
@@ -14,7 +14,7 @@
 //!Main: d5:e6
 //!ENDVARIANTS
 {
-  Description: mt-001: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 5K2/8/2qk4/2nPp3/3r4/6B1/B7/3R4 w - E6 0 1
 }
 
@@ -25,7 +25,7 @@
 //!Main: d7-d8Q
 //!ENDVARIANTS
 {
-  Description: popeye-24: github thomas-maeder/popeye BEISPIEL/stip.inp (expected output REGRESSIONTESTS/stip.out)@122c7d0fed; K. Hannemann, Dagens Nybeder 1933 (Vers. Ebert)
+  Description: K. Hannemann, Dagens Nyheder, 1933 (version H. Ebert)
   FEN: 2B5/Kp1PN3/bppk1P2/1p6/1p1P4/1P6/8/8 w - - 0 1
 }
 
@@ -36,7 +36,7 @@
 //!Main: none
 //!ENDVARIANTS
 {
-  Description: vaeth-01: github vaeth/chessproblem contrib/test.pl@ca0944b35c
+  Description: Sample
   FEN: 8/8/8/8/8/8/8/k1K5 w - - 0 1
 }
 
@@ -47,7 +47,7 @@
 //!Main: Bd1-b3; Bd1-c2
 //!ENDVARIANTS
 {
-  Description: vaeth-04: github vaeth/chessproblem contrib/test.pl@ca0944b35c; Martin Väth (his problem #2 in test.pl)
+  Description: Martin Väth
   FEN: 8/3Q4/5k2/8/8/4B1P1/8/K2B4 w - - 0 1
 }
 
@@ -56,7 +56,7 @@
 //!Main: Bg4-f5
 //!ENDVARIANTS
 {
-  Description: vaeth-05: github vaeth/chessproblem contrib/test.pl@ca0944b35c; Martin Väth (his problem #3 in test.pl)
+  Description: Martin Väth
   FEN: 8/3R4/5k2/8/6B1/6N1/4N3/K1B5 w - - 0 1
 }
 
@@ -65,7 +65,7 @@
 //!Main: Kg4-h5
 //!ENDVARIANTS
 {
-  Description: vaeth-21: github vaeth/chessproblem contrib/test.pl@ca0944b35c; Martin Väth (his problem #19 in test.pl)
+  Description: Martin Väth
   FEN: 8/3Q4/5k2/2P5/4P1K1/5P2/8/8 w - - 0 1
 }
 
@@ -76,7 +76,7 @@
 //!Main: c7-c8N
 //!ENDVARIANTS
 {
-  Description: vaeth-36: github vaeth/chessproblem contrib/test.pl@ca0944b35c; Martin Väth (his problem #34 in test.pl)
+  Description: Martin Väth
   FEN: 8/2P5/8/4k1K1/8/3Q4/8/8 w - - 0 1
 }
 
@@ -87,7 +87,7 @@
 //!Main: h5:g6
 //!ENDVARIANTS
 {
-  Description: vaeth-41: github vaeth/chessproblem contrib/test.pl@ca0944b35c; Friedrich Amelung 1897
+  Description: Friedrich Amelung, 1897
   FEN: 7R/7p/5P1k/4PKpP/8/8/8/8 w - G6 0 1
 }
 
@@ -98,7 +98,7 @@
 //!Main: none
 //!ENDVARIANTS
 {
-  Description: vaeth-42: github vaeth/chessproblem contrib/test.pl@ca0944b35c; Friedrich Amelung 1897
+  Description: Friedrich Amelung, 1897
   FEN: 7R/7p/5P1k/4PKpP/8/8/8/8 w - - 0 1
 }
 
@@ -109,7 +109,7 @@
 //!Main: c7-c8B
 //!ENDVARIANTS
 {
-  Description: vaeth-43: github vaeth/chessproblem contrib/test.pl@ca0944b35c; Tivadar Kardos 1964
+  Description: Tivadar Kardos, 1964
   FEN: 8/2P4R/1P1k4/8/2K2P2/8/8/8 w - - 0 1
 }
 
@@ -118,7 +118,7 @@
 //!Main: Qa7-f2
 //!ENDVARIANTS
 {
-  Description: popeye-01: github thomas-maeder/popeye BEISPIEL/castling.inp (expected output REGRESSIONTESTS/castling.out)@122c7d0fed; G. Sch"opfer, Neue Leipziger Ztg., 1927
+  Description: G. Schöpfer, Neue Leipziger Zeitung, 1927
   FEN: 8/Q7/8/8/8/8/8/2k1K2R w K - 0 1
 }
 
@@ -129,7 +129,7 @@
 //!Main: e5:f6
 //!ENDVARIANTS
 {
-  Description: popeye-19: github thomas-maeder/popeye BEISPIEL/ep.inp (expected output REGRESSIONTESTS/ep.out)@122c7d0fed; B.P. Barnes, Die Schwalbe, 1962, (Version von W. Issler)
+  Description: B. P. Barnes, Die Schwalbe, 1962 (version W. Issler)
   FEN: 7N/2pp2pP/3Bk1p1/2PpPpK1/4N2P/2P3P1/3P1P2/4RB2 w - F6 0 1
 }
 
@@ -140,7 +140,7 @@
 //!Main: Ka6-b6; Ne8-c7
 //!ENDVARIANTS
 {
-  Description: popeye-35: github thomas-maeder/popeye TESTS/battle_play.inp (expected output REGRESSIONTESTS/battle_play.tst)@122c7d0fed; #2 with short solution
+  Description: Sample
   FEN: k3N3/P7/K6p/8/8/8/8/8 w - - 0 1
 }
 
@@ -151,7 +151,7 @@
 //!Main: f7-f8R
 //!ENDVARIANTS
 {
-  Description: popeye-40: github thomas-maeder/popeye REGRESSIONS/4_57_to_4_59.inp (expected output REGRESSIONTESTS/4_57_to_4_59.reg)@122c7d0fed; option maxsolutions didn't work in "battle play" in 4.57
+  Description: Sample
   FEN: 8/5P1k/5K2/8/8/8/8/8 w - - 0 1
 }
 
@@ -162,7 +162,7 @@
 //!Main: 0-0-0
 //!ENDVARIANTS
 {
-  Description: mt-005: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 2N2B2/2N1r3/8/3nQ2R/1k6/8/2B5/R3K3 w Q - 0 1
 }
 
@@ -173,7 +173,7 @@
 //!Main: Kb4-c3; Kb4-c4; Ne3-g4; Rf7-g7
 //!ENDVARIANTS
 {
-  Description: mt-010: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 7B/5R2/3p3N/3P4/1K2k2r/4N3/4Q3/8 w - - 0 1
 }
 
@@ -182,7 +182,7 @@
 //!Main: Qe2-e4
 //!ENDVARIANTS
 {
-  Description: mt-015: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 8/8/8/8/8/8/4QRb1/R3K2k w Q - 0 1
 }
 
@@ -193,7 +193,7 @@
 //!Main: g5:f6
 //!ENDVARIANTS
 {
-  Description: misc-05: github dturevski/olive-gui collections/chest_test.olv@97c9f12b97; Мочалкін, Олександр Вікторович, Приокская правда (Навашино) 2nd Prize, 1987
+  Description: Олександр Мочалкін, Приокская правда (Навашино), 2nd Prize, 1987
   FEN: 3Q4/3Pp2N/6Pp/3PKpP1/4P1Pk/5B1p/4PP2/2B4R w - F6 0 1
 }
 
@@ -202,7 +202,7 @@
 //!Main: Qd5-d8
 //!ENDVARIANTS
 {
-  Description: game-004: github labordynamicsinstitute/ssc-mirror fmwww.bc.edu/repec/bocode/b/c/chesspuzzle.ado@1542e736d6 (Stata pkg chesspuzzle by D. Fluegel; data from wtharvey.com); game Johannes Zukertort - Adolf Anderssen, Breslau 1865
+  Description: Johannes Zukertort - Adolf Anderssen, Breslau, 1865 (game)
   FEN: r1b2k1r/ppp1bppp/8/1B1Q4/5q2/2P5/PPP2PPP/R3R1K1 w - - 0 1
 }
 
@@ -211,7 +211,7 @@
 //!Main: Qb3:b7
 //!ENDVARIANTS
 {
-  Description: game-045: github labordynamicsinstitute/ssc-mirror fmwww.bc.edu/repec/bocode/b/c/chesspuzzle.ado@1542e736d6 (Stata pkg chesspuzzle by D. Fluegel; data from wtharvey.com); game Marcos Luckis - Moshe Czerniak, Warsaw 1935
+  Description: Marcos Luckis - Moshe Czerniak, Warsaw, 1935 (game)
   FEN: k1n3rr/Pp3p2/3q4/3N4/3Pp2p/1Q2P1p1/3B1PP1/R4RK1 w - - 0 1
 }
 
@@ -223,7 +223,7 @@
 //!Main: c7-c8Q; c7-c8R
 //!ENDVARIANTS
 {
-  Description: vaeth-02: github vaeth/chessproblem contrib/test.pl@ca0944b35c
+  Description: Sample
   FEN: 8/2P5/8/8/8/8/N7/k1K5 w - - 0 1
 }
 
@@ -232,7 +232,7 @@
 //!Main: Bf3-d5
 //!ENDVARIANTS
 {
-  Description: vaeth-12: github vaeth/chessproblem contrib/test.pl@ca0944b35c; Martin Väth (his problem #10 in test.pl)
+  Description: Martin Väth
   FEN: B1R5/3p4/2bp4/4k3/2P3K1/2P2B2/5R2/8 w - - 0 1
 }
 
@@ -241,7 +241,7 @@
 //!Main: Kd6-d7
 //!ENDVARIANTS
 {
-  Description: vaeth-55: github vaeth/chessproblem contrib/test.pl@ca0944b35c; Frank Healey 1858
+  Description: Frank Healey, 1858
   FEN: 8/8/3K4/2R5/8/2Pk4/5Q2/8 w - - 0 1
 }
 
@@ -252,7 +252,7 @@
 //!Main: b7:a8N
 //!ENDVARIANTS
 {
-  Description: vaeth-65: github vaeth/chessproblem contrib/test.pl@ca0944b35c; Samuel Loyd 1876
+  Description: Sam Loyd, 1876
   FEN: b7/PP6/8/8/7K/6B1/6N1/4R1bk w - - 0 1
 }
 
@@ -261,7 +261,7 @@
 //!Main: Qf8-e7
 //!ENDVARIANTS
 {
-  Description: popeye-02: github thomas-maeder/popeye BEISPIEL/castling.inp (expected output REGRESSIONTESTS/castling.out)@122c7d0fed; Fritz Karge, STERN 46/79, 8.11.1979, Verbesserung
+  Description: Fritz Karge, Stern 46/79, 8.11.1979 (correction)
   FEN: 5Q2/8/2P1pP2/4k3/4P3/8/4N3/R3K2R w KQ - 0 1
 }
 
@@ -272,7 +272,7 @@
 //!Main: 0-0-0
 //!ENDVARIANTS
 {
-  Description: popeye-08: github thomas-maeder/popeye BEISPIEL/castling.inp (expected output REGRESSIONTESTS/castling.out)@122c7d0fed; Hilmar Ebert, STERN 33/91, 8.08.1991
+  Description: Hilmar Ebert, Stern 33/91, 8.8.1991
   FEN: 8/2Pp4/8/N1P5/4p3/P1k5/8/R3K3 w Q - 0 1
 }
 
@@ -283,7 +283,7 @@
 //!Main: none
 //!ENDVARIANTS
 {
-  Description: popeye-41: github thomas-maeder/popeye REGRESSIONS/4_75_to_4_77.inp (expected output REGRESSIONTESTS/4_75_to_4_77.reg)@122c7d0fed; cf. https://sourceforge.net/p/popeye-chess/bugs/181/
+  Description: Sample
   FEN: k7/P7/K7/5p2/8/7B/4p1P1/8 w - - 0 1
 }
 
@@ -292,7 +292,7 @@
 //!Main: Rg4-g8
 //!ENDVARIANTS
 {
-  Description: mt-024: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 1r5k/4NP1b/7K/8/6R1/8/8/8 w - - 0 1
 }
 
@@ -303,7 +303,7 @@
 //!Main: e7-e8N
 //!ENDVARIANTS
 {
-  Description: mt-025: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 2K4N/3PP1k1/5N2/6n1/8/8/8/8 w - - 0 1
 }
 
@@ -314,7 +314,7 @@
 //!Main: Ne2-g3; Rg4:h4
 //!ENDVARIANTS
 {
-  Description: vaeth-13: github vaeth/chessproblem contrib/test.pl@ca0944b35c; Martin Väth (his problem #11 in test.pl)
+  Description: Martin Väth
   FEN: 8/6K1/5p1B/2Rnqrbk/4Q1Rp/3N1b1P/4N3/8 w - - 0 1
 }
 
@@ -323,7 +323,7 @@
 //!Main: Rd7-d8
 //!ENDVARIANTS
 {
-  Description: popeye-07: github thomas-maeder/popeye BEISPIEL/castling.inp (expected output REGRESSIONTESTS/castling.out)@122c7d0fed; Jochen Lehmensick, STERN 32/91, 1.08.1991
+  Description: Jochen Lehmensick, Stern 32/91, 1.8.1991
   FEN: 2n1k2r/R2R2p1/2P1K2p/8/8/8/8/8 w k - 0 1
 }
 
@@ -334,7 +334,7 @@
 //!Main: 0-0-0
 //!ENDVARIANTS
 {
-  Description: popeye-14: github thomas-maeder/popeye BEISPIEL/castling.inp (expected output REGRESSIONTESTS/castling.out)@122c7d0fed; Kurt Schmeisser, Die Schwalbe, 1942
+  Description: Kurt Schmeisser, Die Schwalbe, 1942
   FEN: 5k2/7R/8/Pn6/8/8/8/R3K3 w Q - 0 1
 }
 
@@ -345,7 +345,7 @@
 //!Main: g5:f6
 //!ENDVARIANTS
 {
-  Description: popeye-20: github thomas-maeder/popeye BEISPIEL/ep.inp (expected output REGRESSIONTESTS/ep.out)@122c7d0fed; Sam Loyd, N.Y. State Chess Association, 16.8.1894
+  Description: Sam Loyd, N.Y. State Chess Association, 16.8.1894
   FEN: 1b3NrR/P1pp2pK/1p2p1RQ/5pP1/1P3pk1/1P6/2PPP2P/N7 w - F6 0 1
 }
 
@@ -356,7 +356,7 @@
 //!Main: g7-g8Q
 //!ENDVARIANTS
 {
-  Description: mt-082: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 8/3p2P1/1Pp5/2P1P3/3B2P1/2p5/p7/RNk1K3 w Q - 0 1
 }
 
@@ -365,7 +365,7 @@
 //!Main: Qh1-a8
 //!ENDVARIANTS
 {
-  Description: mt-093: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 8/8/5pp1/6k1/6p1/6K1/8/7Q w - - 0 1
 }
 
@@ -374,7 +374,7 @@
 //!Main: Bb5-a6
 //!ENDVARIANTS
 {
-  Description: mt-101: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: k7/n1RN4/8/1B6/K7/4n3/8/8 w - - 0 1
 }
 
@@ -383,7 +383,7 @@
 //!Main: Kg1-h1
 //!ENDVARIANTS
 {
-  Description: mt-107: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: r2qk2r/pp1nbRpp/4Q3/1B6/8/3p4/PPP3PP/5RK1 w kq - 0 1
 }
 
@@ -392,7 +392,7 @@
 //!Main: Bb4-c3
 //!ENDVARIANTS
 {
-  Description: mt-114: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 1R6/8/p7/8/1B6/8/k6N/5K2 w - - 0 1
 }
 
@@ -401,7 +401,7 @@
 //!Main: Nf5-d6
 //!ENDVARIANTS
 {
-  Description: mt-110: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 8/8/2K1k1B1/5N2/8/1p6/1B6/8 w - - 0 1
 }
 
@@ -410,7 +410,7 @@
 //!Main: Ra7-d7
 //!ENDVARIANTS
 {
-  Description: mt-117: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 1r5k/R3R3/K7/8/8/8/8/8 w - - 0 1
 }
 
@@ -419,7 +419,7 @@
 //!Main: Nb3-c5
 //!ENDVARIANTS
 {
-  Description: mt-118: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 8/1k1K4/8/8/1pN5/1N6/8/8 w - - 0 1
 }
 
@@ -428,7 +428,7 @@
 //!Main: Nh4-f3
 //!ENDVARIANTS
 {
-  Description: mt-120: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 3N3k/1K6/5P2/8/7N/8/8/8 w - - 0 1
 }
 
@@ -437,6 +437,6 @@
 //!Main: Rd7-e7
 //!ENDVARIANTS
 {
-  Description: mt-127: github robertnurnberg/matetools matetrackpv.epd@f186901c45 (derived from ChestUCI_23102018.epd)
+  Description: Sample
   FEN: 4k2K/3R1R2/8/8/8/8/8/6r1 w - - 0 1
 }

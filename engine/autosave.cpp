@@ -1,8 +1,11 @@
 #include "engine/autosave.h"
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <fstream>
@@ -10,7 +13,6 @@
 #include <stdexcept>
 
 #include "config/paths.h"
-#include "config/settings.h"
 #include "problems/cp_file.h"
 #include "registers/register_file.h"
 #include "registers/temporary_register.h"
@@ -86,18 +88,19 @@ std::string CurrentExecutablePath() {
   return ec ? std::string() : exe.string();
 }
 
-TAutoSaveInfo CurrentAutoSaveInfo(const std::string& description) {
+TAutoSaveInfo CurrentAutoSaveInfo(const std::string& description, int maxMemRatioForPrecalculatedData,
+                                  int maxMemRatioPerProblem) {
   TAutoSaveInfo info;
   info.Description = description;
-  info.MaxMemRatioForPrecalculatedData = Settings().MaxMemRatioForPrecalculatedData;
-  info.MaxMemRatioPerProblem = Settings().MaxMemRatioForTempReg;
+  info.MaxMemRatioForPrecalculatedData = maxMemRatioForPrecalculatedData;
+  info.MaxMemRatioPerProblem = maxMemRatioPerProblem;
   info.ProcessId = static_cast<long long>(::getpid());
   info.ProcessFileName = CurrentExecutablePath();
   return info;
 }
 
 void WriteAutoSave(const TAggregatedTemporaryChessboardRegister& reg, const TProblem& problem,
-                   const fs::path& folder, uint64_t limitMB, bool compress) {
+                   const fs::path& folder, uint64_t limitMB, bool compress, const TAutoSaveInfo* info) {
   const TAutoSavePaths paths = TAutoSavePaths::In(folder);
   // The problem first, so that a register never lies there without one.
   WriteFileAtomically(paths.problemFile, WriteCollection({problem}));
@@ -108,7 +111,7 @@ void WriteAutoSave(const TAggregatedTemporaryChessboardRegister& reg, const TPro
   opt.syncToDisk = true;
   const TRegisterSaveResult r = SaveRegisterFile(reg, paths.pendingFile, opt);
   if (r.status == 0) throw std::runtime_error(kMsgErrorOpeningFile + paths.pendingFile.string());
-  WriteAutoSaveInfo(paths.registerFile.string(), CurrentAutoSaveInfo(problem.description));
+  WriteAutoSaveInfo(paths.registerFile.string(), info ? *info : CurrentAutoSaveInfo(problem.description));
   std::error_code ec;
   fs::rename(paths.pendingFile, paths.registerFile, ec);
   if (ec) throw std::runtime_error("Error renaming " + paths.pendingFile.string() + ": " + ec.message());
@@ -136,13 +139,10 @@ TAutoSaver::TAutoSaver(std::shared_ptr<TAggregatedTemporaryChessboardRegister> r
   if (period_.count() > 0 && limitMB_ > 0) thread_ = std::thread([this] { Loop(); });
 }
 
-std::unique_ptr<TAutoSaver> TAutoSaver::FromSettings(
-    std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg, TProblem problem, fs::path folder) {
-  const TSettings& s = Settings();
-  if (!s.AutoSaveEnabled()) return nullptr;
-  return std::make_unique<TAutoSaver>(std::move(reg), std::move(problem),
-                                      std::chrono::minutes(s.AutoSaveMinutes),
-                                      static_cast<uint64_t>(s.AutoSaveMB), std::move(folder));
+void TAutoSaver::SetMemoryRatios(int maxMemRatioForPrecalculatedData, int maxMemRatioPerProblem) {
+  std::lock_guard<std::mutex> g(saveLock_);
+  ratioPrecalc_ = maxMemRatioForPrecalculatedData;
+  ratioPerProblem_ = maxMemRatioPerProblem;
 }
 
 TAutoSaver::~TAutoSaver() {
@@ -179,7 +179,8 @@ void TAutoSaver::Finish() {
 bool TAutoSaver::SaveNow() {
   std::lock_guard<std::mutex> g(saveLock_);
   try {
-    WriteAutoSave(*reg_, problem_, folder_, limitMB_, compress_);
+    const TAutoSaveInfo info = CurrentAutoSaveInfo(problem_.description, ratioPrecalc_, ratioPerProblem_);
+    WriteAutoSave(*reg_, problem_, folder_, limitMB_, compress_, &info);
     std::lock_guard<std::mutex> lk(stateLock_);
     ++saves_;
     lastError_.clear();
@@ -199,6 +200,116 @@ int TAutoSaver::Saves() const {
 std::string TAutoSaver::LastError() const {
   std::lock_guard<std::mutex> lk(stateLock_);
   return lastError_;
+}
+
+// ---------------------------------------------------------------- slots
+
+fs::path AutoSaveSlotsFolder(const fs::path& dataFolder) {
+  return dataFolder / kAutoSaveSlotsFolderName;
+}
+
+namespace {
+
+// An exclusive lock on the slot's lock file, or -1 (errno tells why).
+int LockSlot(const fs::path& folder) {
+  const int fd = ::open((folder / kAutoSaveLockName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+  if (fd < 0) return -1;
+  if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    const int e = errno;
+    ::close(fd);
+    errno = e;
+    return -1;
+  }
+  return fd;
+}
+
+bool SlotLocked(const fs::path& folder) {
+  const int fd = ::open((folder / kAutoSaveLockName).c_str(), O_RDWR | O_CLOEXEC);
+  if (fd < 0) return false;  // no lock file: nobody ever held it
+  const bool held = ::flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  ::close(fd);  // drops the lock taken just now, if any
+  return held;
+}
+
+}  // namespace
+
+TAutoSaveSlot::TAutoSaveSlot(std::string id, fs::path folder, int fd)
+    : id_(std::move(id)), folder_(std::move(folder)), fd_(fd) {}
+
+TAutoSaveSlot::~TAutoSaveSlot() {
+  if (fd_ >= 0) ::close(fd_);
+}
+
+std::unique_ptr<TAutoSaveSlot> TAutoSaveSlot::Create(const fs::path& dataFolder, uint32_t problemId) {
+  const fs::path root = AutoSaveSlotsFolder(dataFolder);
+  fs::create_directories(root);
+  // The process id and the problem make the name; a left-over folder of an
+  // earlier process with the same id is never reused, only skipped.
+  const std::string base = std::to_string(::getpid()) + "-" + std::to_string(problemId);
+  for (int n = 0; n < 1000; ++n) {
+    const std::string id = n == 0 ? base : base + "-" + std::to_string(n);
+    const fs::path folder = root / id;
+    std::error_code ec;
+    if (!fs::create_directory(folder, ec)) {
+      if (ec) throw std::runtime_error("Cannot create " + folder.string() + ": " + ec.message());
+      continue;  // taken
+    }
+    const int fd = LockSlot(folder);
+    if (fd < 0) throw std::runtime_error("Cannot lock " + (folder / kAutoSaveLockName).string());
+    return std::unique_ptr<TAutoSaveSlot>(new TAutoSaveSlot(id, folder, fd));
+  }
+  throw std::runtime_error("No free auto-save slot in " + root.string());
+}
+
+std::unique_ptr<TAutoSaveSlot> TAutoSaveSlot::Claim(const fs::path& dataFolder, const std::string& id,
+                                                    std::string* why) {
+  const fs::path folder = AutoSaveSlotsFolder(dataFolder) / id;
+  std::error_code ec;
+  if (id.empty() || id.find('/') != std::string::npos || !fs::is_directory(folder, ec)) {
+    if (why) *why = "no auto-save " + id + " in " + AutoSaveSlotsFolder(dataFolder).string();
+    return nullptr;
+  }
+  const int fd = LockSlot(folder);
+  if (fd < 0) {
+    if (why)
+      *why = errno == EWOULDBLOCK ? "the analysis of auto-save " + id + " still runs"
+                                  : "cannot lock " + (folder / kAutoSaveLockName).string();
+    return nullptr;
+  }
+  return std::unique_ptr<TAutoSaveSlot>(new TAutoSaveSlot(id, folder, fd));
+}
+
+void TAutoSaveSlot::Remove() {
+  RemoveAutoSave(folder_);
+  std::error_code ec;
+  fs::remove(folder_ / kAutoSaveLockName, ec);
+  fs::remove(folder_, ec);
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = -1;
+}
+
+std::vector<TAutoSaveListing> ListAutoSaves(const fs::path& dataFolder) {
+  std::vector<std::pair<fs::file_time_type, TAutoSaveListing>> found;
+  std::error_code ec;
+  for (const auto& e : fs::directory_iterator(AutoSaveSlotsFolder(dataFolder), ec)) {
+    if (!e.is_directory(ec)) continue;
+    TAutoSaveListing l;
+    l.id = e.path().filename().string();
+    l.paths = TAutoSavePaths::In(e.path());
+    l.ownerRunning = SlotLocked(e.path());
+    const bool files = fs::exists(l.paths.registerFile, ec) && fs::exists(l.paths.problemFile, ec);
+    try {
+      l.info = ReadAutoSaveInfo(l.paths.registerFile.string());
+    } catch (const std::exception&) {
+    }
+    l.resumable = files && !l.ownerRunning;
+    const auto t = fs::last_write_time(e.path(), ec);
+    found.emplace_back(t, std::move(l));
+  }
+  std::sort(found.begin(), found.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::vector<TAutoSaveListing> out;
+  for (auto& f : found) out.push_back(std::move(f.second));
+  return out;
 }
 
 // ---------------------------------------------------------------- forced close

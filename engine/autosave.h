@@ -3,15 +3,21 @@
 // close.
 //
 // While a search runs, TAutoSaver writes its temporary register every period
-// to "AutoSave.tmpReg" in the data folder, the problem to "AutoSave.cp", and
-// the companion "AutoSave.tmpReg.ini" naming the process that wrote them.
+// to "AutoSave.tmpReg" in the run's own slot, the problem to "AutoSave.cp",
+// and the companion "AutoSave.tmpReg.ini" naming the process that wrote them.
 // The register goes to "AutoSavePending.tmp" first and is renamed over the
 // previous auto-save only once complete, so a crash (or a power failure)
 // during a save leaves the previous one intact.
 //
-// At the next start a companion whose process no longer runs tells of an
-// analysis closed forcibly; FindForcedCloseAutoSave finds it, and the CLI
-// command "resume" continues it.
+// Each run has a slot of its own, a folder "AutoSave/<id>" of the data
+// folder, so two runs never write the same files. The run holds an exclusive
+// lock (flock) on the slot's "AutoSave.lock" while it lives: the kernel drops
+// it when the process ends however it ends, so a slot whose lock is free
+// belongs to nobody and can be resumed, and a slot whose lock is held is
+// never written by anybody else.
+//
+// An older layout kept one auto-save in the data folder itself;
+// FindForcedCloseAutoSave still finds that one.
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -21,6 +27,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "config/autosave_info.h"
 #include "problems/problem.h"
@@ -39,14 +46,61 @@ struct TAutoSavePaths {
 };
 
 // The companion's record for this process: its id and executable, the
-// problem's description and the current memory ratios.
-TAutoSaveInfo CurrentAutoSaveInfo(const std::string& description);
+// problem's description and the run's memory ratios (-1: not recorded).
+TAutoSaveInfo CurrentAutoSaveInfo(const std::string& description, int maxMemRatioForPrecalculatedData = -1,
+                                  int maxMemRatioPerProblem = -1);
 
 // One auto-save, on the caller's thread: the problem, the register (through
 // the pending file and a rename) and the companion. Throws on failure; the
 // previous auto-save is then still in place.
 void WriteAutoSave(const TAggregatedTemporaryChessboardRegister& reg, const TProblem& problem,
-                   const std::filesystem::path& folder, uint64_t limitMB, bool compress = true);
+                   const std::filesystem::path& folder, uint64_t limitMB, bool compress = true,
+                   const TAutoSaveInfo* info = nullptr);
+
+// ---------------------------------------------------------------- slots
+
+inline constexpr const char* kAutoSaveSlotsFolderName = "AutoSave";
+inline constexpr const char* kAutoSaveLockName = "AutoSave.lock";
+
+// "AutoSave" in the data folder: one folder per run below it.
+std::filesystem::path AutoSaveSlotsFolder(const std::filesystem::path& dataFolder);
+
+// A run's slot, locked for as long as the object lives.
+class TAutoSaveSlot {
+ public:
+  // A new slot named after this process and the problem id; throws when the
+  // folder cannot be made or locked.
+  static std::unique_ptr<TAutoSaveSlot> Create(const std::filesystem::path& dataFolder, uint32_t problemId);
+  // An existing slot, for a resume; nullptr with the reason in *why when it
+  // does not exist or its owner still runs.
+  static std::unique_ptr<TAutoSaveSlot> Claim(const std::filesystem::path& dataFolder, const std::string& id,
+                                              std::string* why);
+  ~TAutoSaveSlot();
+  TAutoSaveSlot(const TAutoSaveSlot&) = delete;
+  TAutoSaveSlot& operator=(const TAutoSaveSlot&) = delete;
+
+  const std::string& Id() const { return id_; }
+  const std::filesystem::path& Folder() const { return folder_; }
+  // Removes the slot's files and folder (the run completed); the lock goes too.
+  void Remove();
+
+ private:
+  TAutoSaveSlot(std::string id, std::filesystem::path folder, int fd);
+  std::string id_;
+  std::filesystem::path folder_;
+  int fd_;
+};
+
+struct TAutoSaveListing {
+  std::string id;
+  TAutoSavePaths paths;
+  TAutoSaveInfo info;
+  bool ownerRunning = false;  // the slot's lock is held: its run still lives
+  bool resumable = false;     // register and problem are there and nobody owns it
+};
+
+// The slots of a data folder, oldest first.
+std::vector<TAutoSaveListing> ListAutoSaves(const std::filesystem::path& dataFolder);
 
 // Removes the auto-save files of a folder (an analysis that ended normally
 // leaves nothing to recover). Missing files are no error.
@@ -60,10 +114,8 @@ class TAutoSaver {
   TAutoSaver(std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg, TProblem problem,
              std::chrono::milliseconds period, uint64_t limitMB, std::filesystem::path folder = {},
              bool compress = true);
-  // With the settings' AutoSaveMinutes and AutoSaveMB; nullptr when they
-  // switch auto-save off.
-  static std::unique_ptr<TAutoSaver> FromSettings(std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg,
-                                                  TProblem problem, std::filesystem::path folder = {});
+  // The companion's memory ratios (written with every save).
+  void SetMemoryRatios(int maxMemRatioForPrecalculatedData, int maxMemRatioPerProblem);
   // Stops the thread; the files stay for a later resume.
   ~TAutoSaver();
   TAutoSaver(const TAutoSaver&) = delete;
@@ -92,6 +144,7 @@ class TAutoSaver {
   std::filesystem::path folder_;
   TAutoSavePaths paths_;
   bool compress_;
+  int ratioPrecalc_ = -1, ratioPerProblem_ = -1;
 
   std::mutex saveLock_;  // one save at a time (thread and SaveNow)
   mutable std::mutex stateLock_;

@@ -27,47 +27,55 @@ constexpr TTextEntry kTexts[] = {
      "Zbyt wiele problem\u00f3w rozwi\u0105zywanych jednocze\u015bnie.", nullptr},
     {E::kTooManyThreads, "Too many threads and/or multithreading levels.",
      "Zbyt wiele w\u0105tk\u00f3w i/lub poziom\u00f3w wielow\u0105tkowo\u015bci.", nullptr},
-    {E::kCheckPending, "initial position check pending...", "oczekiwanie na sprawdzenie pozycji pocz\u0105tkowej...",
+    {E::kCheckPending, "initial position check pending...",
+     "oczekiwanie na sprawdzenie pozycji pocz\u0105tkowej...", nullptr},
+    {E::kTypeCheck, "Initial position type check...", "Sprawdzanie typu pozycji pocz\u0105tkowej...",
      nullptr},
-    {E::kTypeCheck, "Initial position type check...", "Sprawdzanie typu pozycji pocz\u0105tkowej...", nullptr},
     {E::kNoGlobalRegister, "No global register found for position type %s",
      "Nie znaleziono rejestru globalnego dla typu pozycji %s", nullptr},
     {E::kBlackKingChecked, "Black king cannot be checked in the mate task starting postition.",
-     "Czarny kr\u00f3l nie mo\u017ce by\u0107 szachowany w pozycji pocz\u0105tkowej zadania na mata.", nullptr},
+     "Czarny kr\u00f3l nie mo\u017ce by\u0107 szachowany w pozycji pocz\u0105tkowej zadania na mata.",
+     nullptr},
     {E::kWhiteKingChecked, "White king cannot be checked in the mate-defence task starting postition.",
-     "Bia\u0142y kr\u00f3l nie mo\u017ce by\u0107 szachowany w pozycji pocz\u0105tkowej zadania obrony przed matem.",
+     "Bia\u0142y kr\u00f3l nie mo\u017ce by\u0107 szachowany w pozycji pocz\u0105tkowej zadania obrony przed "
+     "matem.",
      nullptr},
-    {E::kMateTaskNeedsWhite, "The mate task needs White to move.", "Zadanie na mata wymaga ruchu bia\u0142ych.",
-     nullptr},
+    {E::kMateTaskNeedsWhite, "The mate task needs White to move.",
+     "Zadanie na mata wymaga ruchu bia\u0142ych.", nullptr},
     {E::kDefenceTaskNeedsBlack, "The mate-defence task needs Black to move.",
      "Zadanie obrony przed matem wymaga ruchu czarnych.", nullptr},
 
-    {E::kSummaryTitle, "Main settings of current analysis", "G\u0142\u00f3wne ustawienia bie\u017c\u0105cej analizy",
-     nullptr},
+    {E::kSummaryTitle, "Main settings of current analysis",
+     "G\u0142\u00f3wne ustawienia bie\u017c\u0105cej analizy", nullptr},
     {E::kModeHybrid,
-     "* Hybrid brute force - first heuristical search for single solution, then brute force search for dual(s)",
-     "* Hybrydowa pe\u0142na analiza - najpierw heurystyczne szukanie jednego rozwi\u0105zania, potem pe\u0142ne "
+     "* Hybrid brute force - first heuristical search for single solution, then brute force search for "
+     "dual(s)",
+     "* Hybrydowa pe\u0142na analiza - najpierw heurystyczne szukanie jednego rozwi\u0105zania, potem "
+     "pe\u0142ne "
      "szukanie duali",
      nullptr},
     {E::kModeHybridPhase1,
      "  - now running the first (heuristical) phase of hybrid brute force (no solution found yet)",
-     "  - trwa pierwsza (heurystyczna) faza hybrydowej pe\u0142nej analizy (nie znaleziono jeszcze rozwi\u0105zania)",
+     "  - trwa pierwsza (heurystyczna) faza hybrydowej pe\u0142nej analizy (nie znaleziono jeszcze "
+     "rozwi\u0105zania)",
      nullptr},
     {E::kModeHybridPhase2,
-     "  - now running the second (brute force) phase of hybrid brute force (at least one solution already found)",
+     "  - now running the second (brute force) phase of hybrid brute force (at least one solution already "
+     "found)",
      "  - trwa druga (pe\u0142na) faza hybrydowej pe\u0142nej analizy (znaleziono ju\u017c co najmniej jedno "
      "rozwi\u0105zanie)",
      nullptr},
     {E::kModeSingle, "* Search for single solution", "* Szukanie jednego rozwi\u0105zania", nullptr},
-    {E::kModeAtMost2, "* Search for no more than 2 solutions", "* Szukanie nie wi\u0119cej ni\u017c 2 rozwi\u0105za\u0144",
-     nullptr},
-    {E::kModeAtMost3, "* Search for no more than 3 solutions", "* Szukanie nie wi\u0119cej ni\u017c 3 rozwi\u0105za\u0144",
-     nullptr},
-    {E::kModeAtMost4, "* Search for no more than 4 solutions", "* Szukanie nie wi\u0119cej ni\u017c 4 rozwi\u0105za\u0144",
-     nullptr},
+    {E::kModeAtMost2, "* Search for no more than 2 solutions",
+     "* Szukanie nie wi\u0119cej ni\u017c 2 rozwi\u0105za\u0144", nullptr},
+    {E::kModeAtMost3, "* Search for no more than 3 solutions",
+     "* Szukanie nie wi\u0119cej ni\u017c 3 rozwi\u0105za\u0144", nullptr},
+    {E::kModeAtMost4, "* Search for no more than 4 solutions",
+     "* Szukanie nie wi\u0119cej ni\u017c 4 rozwi\u0105za\u0144", nullptr},
     {E::kModeAll, "* Search for all solutions", "* Szukanie wszystkich rozwi\u0105za\u0144", nullptr},
     {E::kSafeModeOn, "* Safe mode is on (implicit quick mode heuristics is off)",
-     "* Tryb bezpieczny w\u0142\u0105czony (niejawne heurystyki trybu szybkiego wy\u0142\u0105czone)", nullptr},
+     "* Tryb bezpieczny w\u0142\u0105czony (niejawne heurystyki trybu szybkiego wy\u0142\u0105czone)",
+     nullptr},
     {E::kQuickModeOn,
      "* Quick mode implicit heuristics is on, but it does not affect second pass (without heuristics), which "
      "is/will be run in safe mode",
@@ -75,7 +83,8 @@ constexpr TTextEntry kTexts[] = {
      "heurystyk), kt\u00f3ry jest/b\u0119dzie wykonany w trybie bezpiecznym",
      nullptr},
     {E::kDefaultShortMate, "* Default depth of search for short mate (typically #7, sometimes #6 or #8)",
-     "* Domy\u015blna g\u0142\u0119boko\u015b\u0107 szukania kr\u00f3tkiego mata (zwykle #7, czasem #6 lub #8)",
+     "* Domy\u015blna g\u0142\u0119boko\u015b\u0107 szukania kr\u00f3tkiego mata (zwykle #7, czasem #6 lub "
+     "#8)",
      nullptr},
     {E::kCustomShortMate, "* Custom depth of search for short mate: #%d",
      "* W\u0142asna g\u0142\u0119boko\u015b\u0107 szukania kr\u00f3tkiego mata: #%d", nullptr},
@@ -86,17 +95,22 @@ constexpr TTextEntry kTexts[] = {
      "* Efektywna liczba g\u0142\u00f3wnych w\u0105tk\u00f3w = %llu", nullptr},
     {E::kSchedulerOff, "* Scheduler is off", "* Harmonogram wy\u0142\u0105czony", nullptr},
     {E::kSchedulerOn, "* Scheduler is on: moves from %d to %d are 'juggled' by scheduler",
-     "* Harmonogram w\u0142\u0105czony: ruchy od %d do %d s\u0105 '\u017conglowane' przez harmonogram", nullptr},
-    {E::kCustomSchedulerOn, "* Custom scheduler is on", "* W\u0142asny harmonogram w\u0142\u0105czony", nullptr},
-    {E::kCustomSchedulerOff, "* Custom scheduler is off", "* W\u0142asny harmonogram wy\u0142\u0105czony", nullptr},
-    {E::kInitialHeuristics, "* Initial set of heuristics: %s", "* Pocz\u0105tkowy zestaw heurystyk: %s", nullptr},
+     "* Harmonogram w\u0142\u0105czony: ruchy od %d do %d s\u0105 '\u017conglowane' przez harmonogram",
+     nullptr},
+    {E::kCustomSchedulerOn, "* Custom scheduler is on", "* W\u0142asny harmonogram w\u0142\u0105czony",
+     nullptr},
+    {E::kCustomSchedulerOff, "* Custom scheduler is off", "* W\u0142asny harmonogram wy\u0142\u0105czony",
+     nullptr},
+    {E::kInitialHeuristics, "* Initial set of heuristics: %s", "* Pocz\u0105tkowy zestaw heurystyk: %s",
+     nullptr},
     {E::kNone, "none", "brak", nullptr},
 
     {E::kStatusQuickMode, "> Quick Mode implicit heuristics ON (see Options)",
      "> Niejawne heurystyki trybu szybkiego W\u0141\u0104CZONE (zob. Opcje)", nullptr},
     {E::kStatusSafeMode, "> Safe Mode (Quick Mode heuristics is OFF)",
      "> Tryb bezpieczny (heurystyki trybu szybkiego WY\u0141\u0104CZONE)", nullptr},
-    {E::kStatusSafeModeForced, "> Safe Mode forced by engine", "> Tryb bezpieczny wymuszony przez silnik", nullptr},
+    {E::kStatusSafeModeForced, "> Safe Mode forced by engine", "> Tryb bezpieczny wymuszony przez silnik",
+     nullptr},
 
     {E::kNotePassOff,
      "NOTE: Pass without heuristics is currently switched off (see heuristics selection dialog box)",
@@ -104,26 +118,32 @@ constexpr TTextEntry kTexts[] = {
     {E::kNoteNoSecondPass, "\t* pass without heuristics has been skipped (on user's request)\n",
      "\t* przebieg bez heurystyk zosta\u0142 pomini\u0119ty (na \u017cyczenie u\u017cytkownika)\n", nullptr},
     {E::kNoteOnlyOnePass,
-     "\t* there was only one pass with heuristcs (relaxation of heuristics was switched off by user's request)\n",
-     "\t* by\u0142 tylko jeden przebieg z heurystykami (relaksacja heurystyk wy\u0142\u0105czona na \u017cyczenie "
+     "\t* there was only one pass with heuristcs (relaxation of heuristics was switched off by user's "
+     "request)\n",
+     "\t* by\u0142 tylko jeden przebieg z heurystykami (relaksacja heurystyk wy\u0142\u0105czona na "
+     "\u017cyczenie "
      "u\u017cytkownika)\n",
      nullptr},
     {E::kNoteExactFirstPass,
      "\t* the first pass used no special heuristics, so it was already an exact search: the pass without "
      "heuristics was not repeated\n",
-     "\t* pierwszy przebieg nie u\u017cywa\u0142 heurystyk specjalnych, wi\u0119c by\u0142 ju\u017c dok\u0142adny: "
+     "\t* pierwszy przebieg nie u\u017cywa\u0142 heurystyk specjalnych, wi\u0119c by\u0142 ju\u017c "
+     "dok\u0142adny: "
      "przebiegu bez heurystyk nie powt\u00f3rzono\n",
      nullptr},
     {E::kNoteHybridNoPhase2,
      "\t* no solution was found in the first (heuristical) phase, so the second (brute force) phase was not "
      "run; the heuristics may have hidden a solution\n",
-     "\t* w pierwszej (heurystycznej) fazie nie znaleziono rozwi\u0105zania, wi\u0119c drugiej (pe\u0142nej) fazy "
+     "\t* w pierwszej (heurystycznej) fazie nie znaleziono rozwi\u0105zania, wi\u0119c drugiej (pe\u0142nej) "
+     "fazy "
      "nie uruchomiono; heurystyki mog\u0142y ukry\u0107 rozwi\u0105zanie\n",
      nullptr},
     {E::kNoteHybridNoPhase2Exact,
-     "\t* no solution was found in the first phase, which used no special heuristics (an exact search), so the "
+     "\t* no solution was found in the first phase, which used no special heuristics (an exact search), so "
+     "the "
      "second (brute force) phase was not needed\n",
-     "\t* w pierwszej fazie, kt\u00f3ra nie u\u017cywa\u0142a heurystyk specjalnych (dok\u0142adne szukanie), nie "
+     "\t* w pierwszej fazie, kt\u00f3ra nie u\u017cywa\u0142a heurystyk specjalnych (dok\u0142adne "
+     "szukanie), nie "
      "znaleziono rozwi\u0105zania, wi\u0119c druga (pe\u0142na) faza nie by\u0142a potrzebna\n",
      nullptr},
     {E::kPassesRun, "Passes run:", "Wykonane przebiegi:", nullptr},
@@ -135,10 +155,13 @@ constexpr TTextEntry kTexts[] = {
      "\t* przebieg %s: szukanie bez heurystyk (tryb bezpieczny)\n", nullptr},
     {E::kPassBruteForce, "\t* pass %s: brute force search (all moves, no heuristics)\n",
      "\t* przebieg %s: pe\u0142ne szukanie (wszystkie ruchy, bez heurystyk)\n", nullptr},
-    {E::kPassHybridPhase1, "\t* pass %s: first (heuristical) phase of hybrid brute force, single solution (%s)\n",
-     "\t* przebieg %s: pierwsza (heurystyczna) faza hybrydowej pe\u0142nej analizy, jedno rozwi\u0105zanie (%s)\n",
+    {E::kPassHybridPhase1,
+     "\t* pass %s: first (heuristical) phase of hybrid brute force, single solution (%s)\n",
+     "\t* przebieg %s: pierwsza (heurystyczna) faza hybrydowej pe\u0142nej analizy, jedno rozwi\u0105zanie "
+     "(%s)\n",
      nullptr},
-    {E::kPassHybridPhase2, "\t* pass %s: second (brute force) phase of hybrid brute force, search for dual(s)\n",
+    {E::kPassHybridPhase2,
+     "\t* pass %s: second (brute force) phase of hybrid brute force, search for dual(s)\n",
      "\t* przebieg %s: druga (pe\u0142na) faza hybrydowej pe\u0142nej analizy, szukanie duali\n", nullptr},
     {E::kPassSolutions, "\t  solutions after the pass: %d (%0.2f sec.)\n",
      "\t  rozwi\u0105zania po przebiegu: %d (%0.2f sek.)\n", nullptr},
@@ -160,7 +183,8 @@ constexpr TTextEntry kTexts[] = {
      "Program detected position repetition\nFor optimization reasons every postion repetition is treated as "
      "preventing mate and, thus, program terminates analysis in such case.",
      "Program wykry\u0142 powt\u00f3rzenie pozycji\nZe wzgl\u0119d\u00f3w optymalizacyjnych ka\u017cde "
-     "powt\u00f3rzenie pozycji jest traktowane jako zapobiegaj\u0105ce matowi, dlatego w takim przypadku program "
+     "powt\u00f3rzenie pozycji jest traktowane jako zapobiegaj\u0105ce matowi, dlatego w takim przypadku "
+     "program "
      "ko\u0144czy analiz\u0119.",
      nullptr},
     {E::kOutOfMemory, "Out of memory.", "Brak pami\u0119ci.", nullptr},
@@ -193,15 +217,17 @@ constexpr TTextEntry kTexts[] = {
      "Jedyna odpowied\u017a zapobiegaj\u0105ca kr\u00f3tkiemu matowi:", nullptr},
     {E::kDefenceOnlyReplyShortNotDefence,
      "The only reply that prevents short mate (not a defence against mate) :",
-     "Jedyna odpowied\u017a zapobiegaj\u0105ca kr\u00f3tkiemu matowi (nie jest obron\u0105 przed matem) :", nullptr},
+     "Jedyna odpowied\u017a zapobiegaj\u0105ca kr\u00f3tkiemu matowi (nie jest obron\u0105 przed matem) :",
+     nullptr},
     {E::kDefenceOnlyReplyNotDefence, "The only reply (not a defence against mate) :",
      "Jedyna odpowied\u017a (nie jest obron\u0105 przed matem) :", nullptr},
-    {E::kDefenceFollowing, "The following moves have been found:", "Znaleziono nast\u0119puj\u0105ce ruchy:",
-     nullptr},
+    {E::kDefenceFollowing,
+     "The following moves have been found:", "Znaleziono nast\u0119puj\u0105ce ruchy:", nullptr},
     {E::kDefenceEquivalent, "\nEquivalent moves:", "\nRuchy r\u00f3wnowa\u017cne:", nullptr},
     {E::kDefenceNoValidMove, "No valid move found", "Nie znaleziono poprawnego ruchu", nullptr},
     {E::kDefenceThreadDone, "Thread looking for black's defence in problem %s has completed successfully.",
-     "W\u0105tek szukaj\u0105cy obrony czarnych w problemie %s zako\u0144czy\u0142 prac\u0119 pomy\u015blnie.",
+     "W\u0105tek szukaj\u0105cy obrony czarnych w problemie %s zako\u0144czy\u0142 prac\u0119 "
+     "pomy\u015blnie.",
      nullptr},
     {E::kDefenceMateIn, "mate in %d", "mat w %d", nullptr},
     {E::kDefenceNoMateIn, "no mate in %d", "brak mata w %d", nullptr},

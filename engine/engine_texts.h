@@ -15,7 +15,7 @@ enum class TEngineText : uint16_t {
   kTooManyThreads,
   kCheckPending,
   kTypeCheck,
-  kNoGlobalRegister,        // %s: position type
+  kNoGlobalRegister,  // %s: position type
   kBlackKingChecked,
   kWhiteKingChecked,
   kMateTaskNeedsWhite,
@@ -33,16 +33,16 @@ enum class TEngineText : uint16_t {
   kSafeModeOn,
   kQuickModeOn,
   kDefaultShortMate,
-  kCustomShortMate,         // %d: moves
-  kThreads,                 // %d
-  kForcedThreads,           // %d
-  kLevels,                  // %d
-  kEffectiveThreads,        // %llu
+  kCustomShortMate,   // %d: moves
+  kThreads,           // %d
+  kForcedThreads,     // %d
+  kLevels,            // %d
+  kEffectiveThreads,  // %llu
   kSchedulerOff,
-  kSchedulerOn,             // %d, %d: first and last juggled level
+  kSchedulerOn,  // %d, %d: first and last juggled level
   kCustomSchedulerOn,
   kCustomSchedulerOff,
-  kInitialHeuristics,       // %s: names
+  kInitialHeuristics,  // %s: names
   kNone,
   // mode status line
   kStatusQuickMode,
@@ -56,37 +56,37 @@ enum class TEngineText : uint16_t {
   kNoteHybridNoPhase2,
   kNoteHybridNoPhase2Exact,
   kPassesRun,
-  kPassWithHeuristics,      // %s: pass name, %s: heuristics
-  kPassExact,               // %s: pass name
-  kPassWithoutHeuristics,   // %s
-  kPassBruteForce,          // %s
-  kPassHybridPhase1,        // %s, %s
-  kPassHybridPhase2,        // %s
-  kPassSolutions,           // %d solutions after the pass, %0.2f seconds
+  kPassWithHeuristics,     // %s: pass name, %s: heuristics
+  kPassExact,              // %s: pass name
+  kPassWithoutHeuristics,  // %s
+  kPassBruteForce,         // %s
+  kPassHybridPhase1,       // %s, %s
+  kPassHybridPhase2,       // %s
+  kPassSolutions,          // %d solutions after the pass, %0.2f seconds
   kPassInterrupted,
   // solution count
   kStopAfterDual,
   kStopAfter3,
   kStopAfter4,
-  kMoreThanOneSolution,     // %d
+  kMoreThanOneSolution,  // %d
   // stop, repetition, memory
   kAnalysisStopped,
   kStoppedMark,
   kRepetitionTitle,
   kRepetition,
   kOutOfMemory,
-  kThreadProposal,          // %d
+  kThreadProposal,  // %d
   // end texts
-  kEngineCompleted,         // %s: title
-  kEngineStopped,           // %s
-  kThreadSolvingDone,       // %s
-  kNoSolutionOfProblem,     // %s
-  kSolutionsOfProblem,      // %d, %s
-  kNotFoundAnySolutions,    // %d
-  kNoSolutionSeconds,       // %0.1f
+  kEngineCompleted,       // %s: title
+  kEngineStopped,         // %s
+  kThreadSolvingDone,     // %s
+  kNoSolutionOfProblem,   // %s
+  kSolutionsOfProblem,    // %d, %s
+  kNotFoundAnySolutions,  // %d
+  kNoSolutionSeconds,     // %0.1f
   kMateSearchResult,
   kResultOfAnalysis,
-  kResultLine,              // %d: n (opens ">> #")
+  kResultLine,  // %d: n (opens ">> #")
   kFromRegister,
   // defence task
   kDefenceRefuted,
@@ -98,9 +98,9 @@ enum class TEngineText : uint16_t {
   kDefenceFollowing,
   kDefenceEquivalent,
   kDefenceNoValidMove,
-  kDefenceThreadDone,       // %s
-  kDefenceMateIn,           // %d
-  kDefenceNoMateIn,         // %d
+  kDefenceThreadDone,  // %s
+  kDefenceMateIn,      // %d
+  kDefenceNoMateIn,    // %d
   kDefenceNotSearched,
   // solution words
   kThreat,

@@ -3,8 +3,8 @@
 // each thread takes the next free move. Also the manual controls that act on
 // a running level (skip, swap, shift) and each move's cancel flag.
 #include <atomic>
-#include <cstdint>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -37,11 +37,11 @@ class TLevelQueue {
 
   // Manual control. "Current" is the earliest move in search order that is
   // running; "next" moves are the free ones in search order.
-  bool SkipCurrent();        // stop the current move and go on with the next one
-  int SkipNext(int count);   // the next `count` free moves are never analysed
+  bool SkipCurrent();          // stop the current move and go on with the next one
+  int SkipNext(int count);     // the next `count` free moves are never analysed
   int SkipTo(const TMove& m);  // every free move before m is never analysed
-  bool SwapNext();           // the next two free moves change places
-  bool ShiftCurrentToLast(); // stop the current move and analyse it again last
+  bool SwapNext();             // the next two free moves change places
+  bool ShiftCurrentToLast();   // stop the current move and analyse it again last
   int Skipped() const;
 
  private:

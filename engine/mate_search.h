@@ -2,6 +2,7 @@
 // The forced-mate search (FindForcedMate): every key of a directmate, with
 // threats and variations, using the temporary register for proved results.
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -11,15 +12,22 @@
 
 #include "chess/board.h"
 #include "engine/search_log.h"
+#include "engine/search_stats.h"
 #include "engine/search_types.h"
 
 namespace ostravel {
 
 class TAggregatedTemporaryChessboardRegister;
 class TLevelQueue;
+class TSearcherBase;
+class TWorkerPool;
+struct TWorkerSlot;
+template <class Policy>
 class TSearcher;
 
-// Number of search threads running in the whole process.
+// Search threads of the whole process busy with search work (parked pool
+// workers and one-thread runs, which search on the caller's thread, are not
+// counted).
 int RunningSearchThreads();
 
 // Manual engine control on the first multithreading level (the root's
@@ -34,19 +42,15 @@ enum class TManualControl {
 };
 extern const char* const kManualControlWarning;
 
-// Bucket count of the temporary register for a run with a root bound of
-// `plies`, given the memory allowed to the register.
-uint32_t RegisterBucketsForRun(int plies, bool smallRegister, uint64_t tempRegLimitMB);
-
 // Live figures of a running search, safe to read from another thread.
 struct TSearchProgress {
   std::atomic<uint64_t> nodes{0};
-  std::atomic<int> rootDone{0};     // root candidates finished in the current stage
+  std::atomic<int> rootDone{0};  // root candidates finished in the current stage
   std::atomic<int> rootTotal{0};
-  std::atomic<int> depthMoves{0};   // mate length (moves) being searched at the root
+  std::atomic<int> depthMoves{0};  // mate length (moves) being searched at the root
   std::atomic<int> shortestKnown{0};
   std::mutex lineLock;
-  std::string currentLine;          // root move under analysis, in full notation
+  std::string currentLine;  // root move under analysis, in full notation
 };
 
 class TMateSearch {
@@ -65,6 +69,10 @@ class TMateSearch {
   // kResEndOfDepth when stopped. Solutions found stay in Solutions() across
   // calls (a run's passes share them).
   uint8_t FindForcedMate(const TChessboard& root, int nMoves);
+  // The same with the node search of a policy (search_policy.h); the run's
+  // dispatcher picks it from the settings.
+  template <class Policy>
+  uint8_t FindForcedMateWith(const TChessboard& root, int nMoves);
 
   // Shortest mate of White (to move in pos) within maxMoves moves: its length
   // in moves (0 when there is none, or when stopped) and its first move.
@@ -76,12 +84,17 @@ class TMateSearch {
   const std::vector<TSolution>& Solutions() const { return solutions_; }
   void ClearSolutions() { solutions_.clear(); }
 
-  void RequestStop() { stop_.store(true, std::memory_order_relaxed); }
+  // Also wakes the threads of a paused search, which then end.
+  void RequestStop();
   bool StopRequested() const { return stop_.load(std::memory_order_relaxed); }
-  std::atomic<bool>& StopFlag() { return stop_; }
   bool RepetitionSeen() const { return repetitionSeen_.load(); }
   // A search thread ran out of memory; the search then stopped ("Out of memory.").
   bool OutOfMemory() const { return outOfMemory_.load(); }
+
+  // The counters of the searches run with settings.collectStats, summed over
+  // their threads (empty otherwise).
+  TSearchStats Stats() const;
+  void AddStats(const TSearchStats& s);
 
   TSearchProgress& Progress() { return progress_; }
   uint64_t Nodes() const { return progress_.nodes.load(std::memory_order_relaxed); }
@@ -99,22 +112,35 @@ class TMateSearch {
 
   // Manual control (see TManualControl); false when there is nothing to act on.
   bool Control(TManualControl c, const TMove* target = nullptr);
-  // "&Pause (right click)": every search thread idles in 1 ms steps.
-  void SetPaused(bool paused) { pause_.store(paused); }
+  // "&Pause (right click)": every search thread waits at its next node.
+  void SetPaused(bool paused);
   bool Paused() const { return pause_.load(); }
   // "&Pause one thread (right click + ctrl)": index among RunningThreads().
   bool PauseThread(int index, bool paused);
   int RunningThreads() const;
 
  private:
+  template <class Policy>
   friend class TSearcher;
+
+ public:
+  // The pieces below are for the search's own threads (searcher.cpp,
+  // split_levels.cpp), not for callers.
+  template <class Policy>
+  uint8_t SplitNode(TSearcher<Policy>& parent, int p, int d, int level);
+  void RegisterThread(TSearcherBase* s);
+  void UnregisterThread(TSearcherBase* s);
+  void WaitWhilePaused(const std::atomic<bool>& self);
+  void OutOfMemoryInThread();
+
+ private:
   bool AddSolution(const TChessboard& root, const TMove& m, int mateInPlies);
-  void RunThreads(int wanted, int work, const std::function<void()>& fn);
-  uint8_t SplitNode(TSearcher& parent, int p, int d, int level);
-  void RegisterThread(TSearcher* s);
-  void UnregisterThread(TSearcher* s);
+  // Runs fn on min(wanted, work) threads (at least one) and waits for them.
+  void RunStage(int wanted, int work, const std::function<void(TWorkerSlot&)>& fn);
+  int PoolSizeFor(int wanted, int seats) const;
   bool LimitReached() const;
   void EnsureRegister(int plies);
+  uint32_t ElementLimit(uint32_t buckets) const;
 
   TSearchSettings settings_;
   std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg_;
@@ -127,17 +153,24 @@ class TMateSearch {
   TSearchLog log_;
   int threadProposal_ = 0;
   std::atomic<bool> pause_{false};
+  std::mutex pauseLock_;  // pause_, stop_ and the threads' own pause flags change under it
+  std::condition_variable pauseCv_;
   std::atomic<bool> outOfMemory_{false};
   mutable std::mutex controlLock_;
   std::shared_ptr<TLevelQueue> rootQueue_;
-  std::vector<TSearcher*> searchers_;
+  std::vector<TSearcherBase*> searchers_;
+  mutable std::mutex statsLock_;
+  TSearchStats stats_;
+  std::unique_ptr<TWorkerSlot> inlineSlot_;  // the searcher of a one-thread run
+  std::unique_ptr<TWorkerPool> pool_;        // last: its workers use everything above
 };
 
-// The thread procedure of one multithreading level, instantiated per setting;
-// the dispatcher picks the instantiation from the run's settings. Returns the
-// search result code, or throws with "Error: no implementation in
-// FindMateMultithreadingLevelThreadProcFFM for ..." for a value outside the
-// instantiated sets.
+// The run's entry to the search: checks the three values that once chose a
+// compiled variant of the search (look-for-quicker-mate depth 0..9, verify
+// heuristics 0, 1 or 255, exceptions allowed 0 or 1), picks the node-search
+// policy for the settings and runs FindForcedMateWith. A value outside those
+// sets throws std::runtime_error with "Error: no implementation in
+// FindMateMultithreadingLevelThreadProcFFM for ..." naming the value.
 uint8_t DispatchFindMateFFM(TMateSearch& search, const TChessboard& root, int nMoves);
 
 }  // namespace ostravel

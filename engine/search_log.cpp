@@ -13,16 +13,24 @@ constexpr int kMaxLoggedPlies = 601;
 
 const char* ResultWord(uint8_t code) {
   switch (code) {
-    case kResNoMate: return "no mate";
-    case kResMate: return "mate";
-    case kResEndOfDepth: return "end of FindForcedMate depth";
-    case kResRepetition: return "position repetition";
-    case kResDoubtful: return "doubtful";
-    default: return "result error";
+    case kResNoMate:
+      return "no mate";
+    case kResMate:
+      return "mate";
+    case kResEndOfDepth:
+      return "end of FindForcedMate depth";
+    case kResRepetition:
+      return "position repetition";
+    case kResDoubtful:
+      return "doubtful";
+    default:
+      return "result error";
   }
 }
 
-TSearchLog::~TSearchLog() { Close(); }
+TSearchLog::~TSearchLog() {
+  Close();
+}
 
 bool TSearchLog::Open(const std::string& path) {
   std::lock_guard<std::mutex> lk(g_logLock);
@@ -47,32 +55,23 @@ void TSearchLog::Move(int pliesPlayed, const TMove& m, uint8_t pieceCode) {
   Indent(pliesPlayed);
   const int moveNo = (pliesPlayed - 1) / 2 + 1;
   const bool white = (pliesPlayed & 1) != 0;
-  if (white) std::fprintf(file_, "%d.", moveNo);
-  else std::fprintf(file_, "%d ... ", moveNo);
+  if (white)
+    std::fprintf(file_, "%d.", moveNo);
+  else
+    std::fprintf(file_, "%d ... ", moveNo);
   const char letter = KindLetter(pieceCode);
   const std::string prefix = (letter == ' ' || letter == 'E') ? "" : std::string(1, letter);
-  std::fprintf(file_, "%s%c%d-%c%d\n", prefix.c_str(), 'a' + (m.from & 7), (m.from >> 3) + 1, 'a' + (m.to & 7),
-               (m.to >> 3) + 1);
+  std::fprintf(file_, "%s%c%d-%c%d\n", prefix.c_str(), 'a' + (m.from & 7), (m.from >> 3) + 1,
+               'a' + (m.to & 7), (m.to >> 3) + 1);
 }
 
-void TSearchLog::Result(int pliesPlayed, uint8_t code, bool fromRegister) {
+void TSearchLog::Result(int pliesPlayed, uint8_t code) {
   if (!file_ || pliesPlayed > kMaxLoggedPlies) return;
   std::lock_guard<std::mutex> lk(g_logLock);
   Indent(pliesPlayed);
   const int moveNo = (pliesPlayed - 1) / 2 + 1;
   const char* sep = (pliesPlayed & 1) ? "." : " ...";
-  std::fprintf(file_, "%d%s%s", moveNo, sep, ResultWord(code));
-  if (fromRegister) std::fprintf(file_, "%s (%d (temp.reg.))\n", "", static_cast<int>(code));
-  else std::fputc('\n', file_);
-}
-
-void TSearchLog::PassHeader(char counterLetter, uint32_t heuristics, uint32_t params, const std::string& heurText,
-                            const std::string& passName) {
-  if (!file_) return;
-  std::lock_guard<std::mutex> lk(g_logLock);
-  std::fprintf(file_, "1%c Heur=%d HeurParams=%d %s", counterLetter, static_cast<int>(heuristics),
-               static_cast<int>(params), heurText.c_str());
-  std::fprintf(file_, "%s%s %s Pass %s\n", "", "", "", passName.c_str());
+  std::fprintf(file_, "%d%s%s\n", moveNo, sep, ResultWord(code));
 }
 
 void TSearchLog::NextLevel() {

@@ -22,11 +22,8 @@ class TSearchLog {
 
   // A node's move: plies played since the root (1 = the root's White move).
   void Move(int pliesPlayed, const TMove& m, uint8_t pieceCode);
-  // A node's result; fromRegister marks a stored answer.
-  void Result(int pliesPlayed, uint8_t code, bool fromRegister);
-  // The heading lines of a pass.
-  void PassHeader(char counterLetter, uint32_t heuristics, uint32_t params, const std::string& heurText,
-                  const std::string& passName);
+  // A node's result.
+  void Result(int pliesPlayed, uint8_t code);
   void NextLevel();
   void Line(const std::string& text);
 

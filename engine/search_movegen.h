@@ -39,8 +39,12 @@ inline int GenLegal(const TChessboard& b, TMove* out) {
         case kKnight:
           if (!(li.pinned & Bit(sq))) n = EmitTargets<C>(sq, T.knight[sq] & target, out, n);
           break;
-        case kBishop: n = EmitTargets<C>(sq, BishopAttacks(sq, occ) & target & pinMask, out, n); break;
-        case kRook: n = EmitTargets<C>(sq, RookAttacks(sq, occ) & target & pinMask, out, n); break;
+        case kBishop:
+          n = EmitTargets<C>(sq, BishopAttacks(sq, occ) & target & pinMask, out, n);
+          break;
+        case kRook:
+          n = EmitTargets<C>(sq, RookAttacks(sq, occ) & target & pinMask, out, n);
+          break;
         case kQueen:
           n = EmitTargets<C>(sq, (RookAttacks(sq, occ) | BishopAttacks(sq, occ)) & target & pinMask, out, n);
           break;
@@ -58,7 +62,8 @@ inline int GenLegal(const TChessboard& b, TMove* out) {
             out[n++] = Mv(sq, ep);
           break;
         }
-        default: break;
+        default:
+          break;
       }
     }
   }
@@ -151,7 +156,8 @@ inline int GenWhiteChecks(const TChessboard& b, TMove* sure, TMove* maybe, int* 
         }
         break;
       }
-      default: break;
+      default:
+        break;
     }
   }
   if (cs.discoverers & Bit(li.ksq)) {

@@ -15,7 +15,8 @@
 
 namespace ostravel {
 
-const char* const kLevelsAdjustedText = "Improper value in multithreading levels option: value truncated/adjusted";
+const char* const kLevelsAdjustedText =
+    "Improper value in multithreading levels option: value truncated/adjusted";
 
 namespace {
 
@@ -75,21 +76,26 @@ void ValidateThreadsAndLevels(int threads, int levels) {
     s += p;
     if (p > 32767 || s > 32767) break;
   }
-  if (threads < 1 || p > 32767 || s > 32767) throw std::invalid_argument("Too many threads and/or multithreading levels.");
+  if (threads < 1 || p > 32767 || s > 32767)
+    throw std::invalid_argument("Too many threads and/or multithreading levels.");
 }
 
 int AdjustLevels(int levels, int defaultLevels, bool* adjusted) {
   int v = levels;
-  if (v > 64) v = 64;
-  else if (v <= 0) v = defaultLevels;
+  if (v > 64)
+    v = 64;
+  else if (v <= 0)
+    v = defaultLevels;
   if (adjusted) *adjusted = v != levels;
   return v;
 }
 
 std::string ThreadLabel(size_t threads, size_t levels) {
   char buf[64];
-  if (levels < 2) std::snprintf(buf, sizeof buf, "%2zdthrd(s)", threads);
-  else std::snprintf(buf, sizeof buf, "%2zd^%zdthrd(s)", threads, levels);
+  if (levels < 2)
+    std::snprintf(buf, sizeof buf, "%2zdthrd(s)", threads);
+  else
+    std::snprintf(buf, sizeof buf, "%2zd^%zdthrd(s)", threads, levels);
   return buf;
 }
 
@@ -137,8 +143,10 @@ int ProposeThreadCount(const TThreadProposalInput& in) {
   int proposal = 0;
   if (t < m && m <= 2 * t && twiceCores > t) {
     int p;
-    if (HasPieces(*in.root)) p = 2 * t;
-    else p = OpenPawns(*in.root) < 2 ? (3 * t) / 2 : 2 * t;
+    if (HasPieces(*in.root))
+      p = 2 * t;
+    else
+      p = OpenPawns(*in.root) < 2 ? (3 * t) / 2 : 2 * t;
     proposal = std::min({p, m, twiceCores, 127});
   } else if (m > t) {
     // The second measure: the candidates that will actually be threaded. A

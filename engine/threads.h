@@ -48,12 +48,12 @@ long long EffectiveThreadCount(int threads, int forced, int levels, bool bruteFo
 
 // The root's proposal of a first-level thread count, or 0 for none.
 struct TThreadProposalInput {
-  int rootPlies = 0;           // the root bound
+  int rootPlies = 0;  // the root bound
   bool alreadyProposed = false;
-  bool restricted = false;     // root restricted to marked pieces
-  int candidatesLeft = 0;      // M: candidates left after the pre-search
-  int threads = 1;             // T
-  int cores = 1;               // physical cores
+  bool restricted = false;  // root restricted to marked pieces
+  int candidatesLeft = 0;   // M: candidates left after the pre-search
+  int threads = 1;          // T
+  int cores = 1;            // physical cores
   const TChessboard* root = nullptr;
 };
 int ProposeThreadCount(const TThreadProposalInput& in);

@@ -4,10 +4,13 @@
 
 namespace ostravel {
 
-std::filesystem::path GlobalRegisterFolder() {
-  const std::string& custom = Settings().PrecalcPath;
-  if (!custom.empty()) return custom;
+std::filesystem::path GlobalRegisterFolder(const std::string& precalcPath) {
+  if (!precalcPath.empty()) return precalcPath;
   return DataFolder() / "CustomPrecalc";
+}
+
+std::filesystem::path GlobalRegisterFolder() {
+  return GlobalRegisterFolder(Settings().PrecalcPath);
 }
 
 }  // namespace ostravel

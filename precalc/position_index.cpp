@@ -24,7 +24,8 @@ CPositionTypeIndex::CPositionTypeIndex(const std::string& type) : m_type(Canonic
     g.code = CodeOfLetter(m_type[i]);
     const size_t men = j - i;
     if (men > kMaxMappedMen)
-      throw ChessException("No index for " + std::to_string(men) + " identical men in position type " + m_type);
+      throw ChessException("No index for " + std::to_string(men) + " identical men in position type " +
+                           m_type);
     g.men = static_cast<uint8_t>(men);
     const bool pawns = KindOf(g.code) == kPawn;
     g.firstSquare = pawns ? 8 : 0;

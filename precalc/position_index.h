@@ -35,11 +35,11 @@ namespace ostravel {
 
 // One group of identical men of a type.
 struct TPosTypeGroup {
-  uint8_t code = 0;         // piece code of the men
-  uint8_t men = 0;          // how many (1..5)
-  uint8_t firstSquare = 0;  // B: 0 for pieces, 8 for pawns
-  uint64_t size = 0;        // placements of the group alone
-  uint64_t stride = 0;      // weight of the group's digit in the index
+  uint8_t code = 0;                                              // piece code of the men
+  uint8_t men = 0;                                               // how many (1..5)
+  uint8_t firstSquare = 0;                                       // B: 0 for pieces, 8 for pawns
+  uint64_t size = 0;                                             // placements of the group alone
+  uint64_t stride = 0;                                           // weight of the group's digit in the index
   const CMappingCombinationIndexIntoSetBase* mapping = nullptr;  // null for one man
 };
 

@@ -45,7 +45,9 @@ std::string PositionType(const uint8_t board[64]) {
   return TypeOfOccupied(board, occupied);
 }
 
-std::string PositionType(const TChessboard& b) { return TypeOfOccupied(b.board, b.occupied[0] | b.occupied[1]); }
+std::string PositionType(const TChessboard& b) {
+  return TypeOfOccupied(b.board, b.occupied[0] | b.occupied[1]);
+}
 
 std::string CanonicalPosType(const std::string& text) {
   int count[12] = {};
@@ -59,7 +61,9 @@ std::string CanonicalPosType(const std::string& text) {
   return type;
 }
 
-bool PosTypeWithPawns(const std::string& type) { return type.find_first_of("Pp") != std::string::npos; }
+bool PosTypeWithPawns(const std::string& type) {
+  return type.find_first_of("Pp") != std::string::npos;
+}
 
 std::string RemoveFromPosType(const std::string& type, char letter) {
   const size_t at = type.find(letter);

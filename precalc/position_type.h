@@ -43,6 +43,8 @@ int64_t GetIndexToRemoveToObtainOtherPosType(const std::string& a, const std::st
 // May throw std::filesystem::filesystem_error when the data folder cannot be
 // made; HasGlobalRegisterData(type) then answers false.
 std::filesystem::path GlobalRegisterFolder();
+// The same for a PrecalcPath value (empty: the default folder).
+std::filesystem::path GlobalRegisterFolder(const std::string& precalcPath);
 
 // Whether precalculated data exist for a type: a file "<type>.precalc.lz4" or
 // "<type>.precalc" in the folder.

@@ -1,11 +1,18 @@
 #include "problems/cp_file.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <system_error>
 
+#include "chess/fen.h"
 #include "config/paths.h"
+#include "config/safe_file.h"
 #include "problems/cp_lexer.h"
 
 namespace ostravel {
@@ -103,7 +110,7 @@ class Reader {
         try {
           ApplyDefault(t);
         } catch (const ParseError& e) {
-          result.errors.push_back({0, t.line, e.message, std::string(t.text)});
+          Keep(result, {0, t.line, e.message, std::string(Capped(t.text))});
         }
         continue;
       }
@@ -115,20 +122,29 @@ class Reader {
       } catch (const ParseError& e) {
         Resync(e.at, t.begin);
         const std::string_view recordText = Trim(text_.substr(t.begin, lex_.Pos() - t.begin));
-        result.errors.push_back({record, e.at.line, e.message, std::string(recordText)});
+        Keep(result, {record, e.at.line, e.message, std::string(Capped(recordText))});
       }
     }
     return result;
   }
 
  private:
+  static void Keep(TCollectionReadResult& r, TCollectionReadError e) {
+    if (r.errors.size() < kMaxKeptReadErrors)
+      r.errors.push_back(std::move(e));
+    else
+      ++r.moreErrors;
+  }
+  // The text of a record in error is shown to the user: a page at most.
+  static std::string_view Capped(std::string_view s) { return s.substr(0, 4096); }
+
   [[noreturn]] static void Fail(const std::string& msg, const CpToken& at) { throw ParseError{msg, at}; }
 
   // The error for a lexeme found where an identifier or number is required.
   [[noreturn]] static void Unexpected(const CpToken& t) {
     if (t.kind == CpTokenKind::kEnd) Fail(kMsgEof, t);
     if (t.kind == CpTokenKind::kError) Fail(std::string(t.text), t);
-    Fail(kMsgIdentExpected + std::string(t.text), t);
+    Fail(kMsgIdentExpected + TextForMessage(t.text), t);
   }
 
   // A lexeme that must be present; lexical errors and the end are reported.
@@ -239,7 +255,7 @@ class Reader {
         p.sortIndications = OneLine(Trim(rest.substr(1)));
       } else {  // "@tmpreg="
         const std::string_view value = Trim(s.substr(std::strlen("@tmpreg=")));
-        if (!IsAlnum(value)) Fail(kMsgIdentExpected + std::string(value), t);
+        if (!IsAlnum(value)) Fail(kMsgIdentExpected + TextForMessage(value), t);
         uint64_t v = 0;
         if (!ParseNumber(value, 0, UINT32_MAX, v) || haveTmpReg) Fail(kMsgInvalid, t);
         haveTmpReg = true;
@@ -375,14 +391,6 @@ class Reader {
   Defaults defaults_;
 };
 
-bool WriteWholeFile(const std::filesystem::path& path, const std::string& text) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  if (!out) return false;
-  out.write(text.data(), static_cast<std::streamsize>(text.size()));
-  out.close();
-  return !out.fail();
-}
-
 }  // namespace
 
 std::string TCollectionReadError::Describe() const {
@@ -474,39 +482,85 @@ std::string WriteCollection(const std::vector<TProblem>& problems) {
   return s;
 }
 
-TCollectionReadResult LoadCollectionFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw CollectionFileError(kReadError);
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) throw CollectionFileError(kReadError);
-  return ReadCollection(text);
+std::string TCollectionReadResult::MoreErrorsText() const {
+  if (moreErrors == 0) return {};
+  return "... and " + std::to_string(moreErrors) + " more error" + (moreErrors == 1 ? "" : "s");
 }
 
-void SaveCollectionFile(const std::filesystem::path& path, const std::vector<TProblem>& problems) {
+TCollectionReadResult LoadCollectionFile(const std::filesystem::path& path) {
+  std::string text;
+  try {
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(path, ec)) throw CollectionFileError(kReadError);
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw CollectionFileError(kReadError);
+    text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    if (in.bad()) throw CollectionFileError(kReadError);
+  } catch (const CollectionFileError&) {
+    throw;
+  } catch (const std::exception&) {
+    // The stream library's own texts mean nothing to the user.
+    throw CollectionFileError(kReadError);
+  }
+  TCollectionReadResult r = ReadCollection(text);
+  r.stamp = StampOfRead(path, text);
+  return r;
+}
+
+namespace {
+
+// An exclusive lock on the collection for the time of a save (released on
+// destruction); a file that does not exist yet needs none.
+class TSaveLock {
+ public:
+  explicit TSaveLock(const std::filesystem::path& path) {
+    // A save replaces the file by a rename, so the lock taken may be on a
+    // file that is no longer the collection: take it again until it holds
+    // the file the path names.
+    for (int tries = 0; tries < 100; ++tries) {
+      fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+      if (fd_ < 0) return;
+      (void)::flock(fd_, LOCK_EX);
+      struct stat held {
+      }, named{};
+      if (::fstat(fd_, &held) == 0 && ::stat(path.c_str(), &named) == 0 && held.st_dev == named.st_dev &&
+          held.st_ino == named.st_ino)
+        return;
+      ::close(fd_);
+      fd_ = -1;
+    }
+  }
+  ~TSaveLock() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  TSaveLock(const TSaveLock&) = delete;
+  TSaveLock& operator=(const TSaveLock&) = delete;
+
+ private:
+  int fd_ = -1;
+};
+
+}  // namespace
+
+void SaveCollectionFile(const std::filesystem::path& path, const std::vector<TProblem>& problems,
+                        const TFileStamp* readStamp) {
   namespace fs = std::filesystem;
   const std::string text = WriteCollection(problems);
-  fs::path tmp = path;
-  tmp += ".tmp";
   fs::path bak = path;
   bak += ".BAK";
   std::error_code ec;
-  if (!WriteWholeFile(tmp, text)) {
-    fs::remove(tmp, ec);
-    throw CollectionFileError(kWriteError);
-  }
-  // Copy rather than rename the old file, so that the collection never
-  // disappears, even for a moment.
-  if (fs::exists(path, ec)) {
-    fs::copy_file(path, bak, fs::copy_options::overwrite_existing, ec);
-    if (ec) {
-      fs::remove(tmp, ec);
-      throw CollectionFileError(kWriteError);
-    }
-  }
-  fs::rename(tmp, path, ec);
-  if (ec) {
-    fs::remove(tmp, ec);
-    throw CollectionFileError(kWriteError);
+  const TSaveLock lock(path);
+  if (readStamp && StampOfFile(path) != *readStamp) throw CollectionFileError(kMsgChangedExternally);
+  try {
+    TSafeFileWriter writer(path);
+    writer.Write(text);
+    writer.Sync();
+    // The copy is made only once the new text is safely written, and the
+    // same safe way, so a failure keeps the previous copy.
+    if (fs::exists(path, ec)) SafeCopyFile(path, bak);
+    writer.Commit();
+  } catch (const SafeFileError& e) {
+    throw CollectionFileError(std::string(kWriteError) + " " + e.what());
   }
 }
 
@@ -516,7 +570,11 @@ std::filesystem::path EnsureUserCollection(const std::filesystem::path& dataFold
   fs::create_directories(dataFolder, ec);
   const fs::path path = dataFolder / kUserCollectionFileName;
   if (fs::exists(path, ec)) return path;
-  if (!WriteWholeFile(path, "")) throw CollectionFileError(kWriteError);
+  try {
+    SafeWriteFile(path, "");
+  } catch (const SafeFileError& e) {
+    throw CollectionFileError(std::string(kWriteError) + " " + e.what());
+  }
   return path;
 }
 

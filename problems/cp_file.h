@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "config/safe_file.h"
 #include "problems/problem.h"
 
 namespace ostravel {
@@ -30,11 +31,19 @@ struct TCollectionReadError {
   std::string Describe() const;
 };
 
+// A file of millions of broken records must not cost gigabytes of error
+// texts: the first ones are kept, the rest only counted.
+inline constexpr std::size_t kMaxKeptReadErrors = 100;
+
 struct TCollectionReadResult {
-  std::vector<TProblem> problems;  // the records read without error, in file order
-  std::vector<TCollectionReadError> errors;
+  std::vector<TProblem> problems;            // the records read without error, in file order
+  std::vector<TCollectionReadError> errors;  // the first kMaxKeptReadErrors
+  uint64_t moreErrors = 0;                   // errors beyond those kept
+  TFileStamp stamp;                          // of the file read (LoadCollectionFile)
 
   bool ok() const { return errors.empty(); }
+  // "... and N more errors" when errors were dropped, else empty.
+  std::string MoreErrorsText() const;
 };
 
 // Reads a whole collection. Reading goes on after a record in error (at the
@@ -58,14 +67,24 @@ class CollectionFileError : public std::runtime_error {
 };
 
 // Reads a collection file; throws CollectionFileError("Error reading file.")
-// when the file cannot be read. Record errors come back in the result.
+// when the file cannot be read (a folder, a missing or unreadable file).
+// Record errors come back in the result, with the file's stamp.
 TCollectionReadResult LoadCollectionFile(const std::filesystem::path& path);
 
-// Saves safely: the text goes to "<path>.tmp" first; an existing file is
-// copied to "<path>.BAK"; the temporary file then replaces the file in one
-// rename. Throws CollectionFileError("Error writing file.") and leaves the
-// previous file in place when any step fails.
-void SaveCollectionFile(const std::filesystem::path& path, const std::vector<TProblem>& problems);
+inline constexpr const char* kMsgChangedExternally =
+    "The opened file has been changed by an external application.";
+
+// Saves safely: the text goes to a temporary file in the same folder and is
+// synced; an existing file is copied to "<path>.BAK" the same way; the
+// temporary file then replaces the file in one rename. A failure at any
+// step leaves the previous file and the previous ".BAK" as they were and
+// throws CollectionFileError ("Error writing file. " with the file and the
+// system's reason). With `readStamp` (the stamp of the file as it was read)
+// nothing is written when the file on disk has changed since:
+// CollectionFileError(kMsgChangedExternally). Concurrent savers of one file
+// are serialised by a lock on it, so the later one sees the change.
+void SaveCollectionFile(const std::filesystem::path& path, const std::vector<TProblem>& problems,
+                        const TFileStamp* readStamp = nullptr);
 
 // The path of the user's collection "myChessProblems.cp" in the data folder,
 // creating the folder and an empty collection when missing. Throws

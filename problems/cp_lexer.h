@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "config/text_compare.h"
+
 namespace ostravel {
 
 enum class CpTokenKind {
@@ -70,9 +72,6 @@ class CpLexer {
   int line_ = 1;
 };
 
-// ASCII comparison without regard to case.
-bool EqualsNoCase(std::string_view a, std::string_view b);
-bool StartsWithNoCase(std::string_view s, std::string_view prefix);
 // Drops blanks, tabs, carriage returns and line ends at both ends.
 std::string_view Trim(std::string_view s);
 

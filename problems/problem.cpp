@@ -19,7 +19,9 @@ void TProblem::MakeRoot(TChessboard& b, TTaskContext& ctx, bool validate) const 
   if (validate) ValidateAndRecount(b);
 }
 
-bool TProblem::SetFen(const std::string& fen) { return FenToTask(fen, position, whiteToMove); }
+bool TProblem::SetFen(const std::string& fen) {
+  return FenToTask(fen, position, whiteToMove);
+}
 
 std::string TProblem::Fen() const {
   TChessboard b;

@@ -14,6 +14,7 @@ struct TReferenceProblem {
   std::vector<std::string> keys;  // UCI text ("d1h5", "e7e8q", "e1g1"); empty: no solution
   bool complete = true;           // the key set is known to be complete
   std::string source;
+  double referenceSeconds = -1;  // column reference_s: another solver's CPU seconds (-1: none)
   int lineNo = 0;
 };
 

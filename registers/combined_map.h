@@ -13,12 +13,12 @@
 // away: those run only while the caller holds the gate's exclusive side.
 #include <algorithm>
 #include <atomic>
-#include <thread>
 #include <boost/container/options.hpp>
 #include <boost/container/vector.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <thread>
 #include <vector>
 
 #include "registers/chunk_pool.h"

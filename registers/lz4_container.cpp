@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "chess/board.h"
+#include "config/safe_file.h"
 
 namespace ostravel {
 
@@ -60,13 +61,16 @@ uint64_t CompressBlock(const uint8_t* in, uint64_t size, uint8_t* out) {
   std::memcpy(out, "LZ4 ", 4);
   Put32(out + 4, size);
   Put32(out + 8, total);
-  Put32(out + 12, 0);
+  // Offset 12 is read by no older reader of "LZ4 ": it carries the CRC-32
+  // of the compressed bytes (0: unchecked).
+  Put32(out + 12, Crc32(0, out + kLz4BlockHeaderBytes, static_cast<std::size_t>(n)));
   return total;
 }
 
 struct TBlockHeader {
   uint64_t uncompressed;
   uint64_t total;  // header included
+  uint32_t crc;    // of the compressed bytes; 0: none
 };
 
 // Reads and checks a one-block header at p, with `available` bytes present.
@@ -78,6 +82,7 @@ TBlockHeader ReadBlockHeader(const uint8_t* p, uint64_t available) {
   TBlockHeader h;
   h.uncompressed = Get32(p + (magic == TLz4Magic::kOneBlock2 ? 12 : 4));
   h.total = Get32(p + 8);
+  h.crc = magic == TLz4Magic::kOneBlock ? Get32(p + 12) : 0;
   if (h.total < kLz4BlockHeaderBytes || h.total > available) Malformed();
   if (!PlausibleExpansion(h.total - kLz4BlockHeaderBytes, h.uncompressed)) Malformed();
   if (h.uncompressed > static_cast<uint64_t>(LZ4_MAX_INPUT_SIZE) * 255) Malformed();
@@ -87,6 +92,8 @@ TBlockHeader ReadBlockHeader(const uint8_t* p, uint64_t available) {
 void DecompressBlock(const uint8_t* p, const TBlockHeader& h, uint8_t* out) {
   const uint64_t compressed = h.total - kLz4BlockHeaderBytes;
   if (compressed > INT32_MAX || h.uncompressed > INT32_MAX) Malformed();
+  if (h.crc != 0 && Crc32(0, p + kLz4BlockHeaderBytes, static_cast<std::size_t>(compressed)) != h.crc)
+    throw ChessException(kLz4ChecksumError);
   const int n = LZ4_decompress_safe(reinterpret_cast<const char*>(p + kLz4BlockHeaderBytes),
                                     reinterpret_cast<char*>(out), static_cast<int>(compressed),
                                     static_cast<int>(h.uncompressed));

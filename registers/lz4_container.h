@@ -6,7 +6,8 @@
 //   0  magic "LZ4 " ("LZ4e" and "LZ42" are read too)
 //   4  uncompressed size      ("LZ42": taken from offset 12 instead)
 //   8  total size of this block, header included
-//   12 0                      ("LZ42": the uncompressed size)
+//   12 CRC-32 of the compressed bytes, 0 when unchecked
+//                             ("LZ42": the uncompressed size)
 // Several-block container, 32-byte header, then one-block containers one
 // after another, each one's offset-8 field giving the distance to the next:
 //   0  magic "lz4 " ("lz4e" is read too)
@@ -29,6 +30,7 @@ inline constexpr uint64_t kLz4MultiBlockMinInput = 0x200000;
 inline constexpr uint64_t kLz4MaxContainerInput = (uint64_t{1} << 32) - 1;
 
 inline constexpr const char* kLz4DecompressionError = "An error occurred during LZ4 decompression.";
+inline constexpr const char* kLz4ChecksumError = "The file is damaged: a compressed block fails its check.";
 
 enum class TLz4Magic : uint8_t {
   kNone,

@@ -15,6 +15,7 @@
 
 #include "chess/board.h"
 #include "chess/fen.h"
+#include "config/safe_file.h"
 #include "config/settings.h"
 #include "registers/lz4_container.h"
 
@@ -72,6 +73,24 @@ struct TFileSink {
   bool Fits(uint64_t) const { return true; }
   bool Write(const uint8_t* p, std::size_t n, uint64_t&) { return std::fwrite(p, 1, n, f) == n; }
 };
+
+// A save's file: the safe writer, with the CRC of all that went through.
+// Its failures throw SafeFileError (the file's name and the reason).
+struct TSafeSink {
+  TSafeFileWriter& w;
+  uint32_t crc = 0;
+  bool Fits(uint64_t) const { return true; }
+  bool Write(const uint8_t* p, std::size_t n, uint64_t&) {
+    w.Write(p, n);
+    crc = Crc32(crc, p, n);
+    return true;
+  }
+};
+
+void EncodeTrailer(uint8_t* out, uint32_t crc) {
+  EncodeHeader(out, kIntegrityTrailerKey);
+  EncodeHeader(out + kSectionHeaderBytes, uint64_t{kIntegrityVersion} << 32 | crc);
+}
 
 struct TMemorySink {
   TMemoryStream& m;
@@ -166,11 +185,16 @@ bool WriteSections(const TAggregatedTemporaryChessboardRegister& reg, const std:
   return true;
 }
 
-// The whole stream, longest results first. Returns false when the limit cut
-// it, with the ply count in hand in cutPlies.
+// The whole stream, longest results first, behind the integrity lead (the
+// trailer is the caller's: it covers what the sink saw). Returns false when
+// the limit cut it, with the ply count in hand in cutPlies.
 template <class Sink>
 bool WriteStream(const TAggregatedTemporaryChessboardRegister& reg, Sink& sink, uint64_t limit,
                  uint64_t& written, uint16_t& cutPlies, const TPresence& presence) {
+  if (!WriteHeader(sink, kIntegrityLeadKey, written)) {
+    cutPlies = static_cast<uint16_t>(std::max(1, FirstSavedPlies(reg.MaxPlies())));
+    return false;
+  }
   const std::vector<uint64_t> keys = reg.SubRegisterKeys();
   for (int n = FirstSavedPlies(reg.MaxPlies()); n >= 1; n -= 2) {
     if (!WriteSections(reg, keys, sink, limit, written, static_cast<uint16_t>(n), presence)) {
@@ -188,8 +212,8 @@ struct TFileCloser {
 };
 using TFilePtr = std::unique_ptr<std::FILE, TFileCloser>;
 
-void WriteAll(std::FILE* f, const uint8_t* data, uint64_t size) {
-  if (size != 0 && std::fwrite(data, 1, size, f) != size) throw ChessException(kErrWriting);
+void WriteAll(TSafeFileWriter& f, const uint8_t* data, uint64_t size) {
+  if (size != 0) f.Write(data, static_cast<std::size_t>(size));
 }
 
 // ---------------------------------------------------------------- sources
@@ -219,8 +243,12 @@ class TMemorySource final : public TSource {
 
 class TFileSource final : public TSource {
  public:
-  explicit TFileSource(std::FILE* f) : f_(f), buf_(new uint8_t[kIoBufferBytes]) {}
+  // Reads at most `limit` bytes (the stream before its trailer).
+  explicit TFileSource(std::FILE* f, uint64_t limit = UINT64_MAX)
+      : f_(f), buf_(new uint8_t[kIoBufferBytes]), left_(limit) {}
   std::size_t Read(uint8_t* dst, std::size_t n) override {
+    n = static_cast<std::size_t>(std::min<uint64_t>(n, left_));
+    left_ -= n;
     std::size_t done = 0;
     while (done < n) {
       if (pos_ == end_) {
@@ -243,6 +271,7 @@ class TFileSource final : public TSource {
   std::unique_ptr<uint8_t[]> buf_;
   std::size_t pos_ = 0, end_ = 0;
   bool eof_ = false;
+  uint64_t left_;
 };
 
 // ---------------------------------------------------------------- load log
@@ -292,16 +321,56 @@ std::filesystem::path InFolder(const std::filesystem::path& folder, const char* 
 struct TLoadState {
   TRegisterLoadStatistics* stats;
   bool invalidSeen = false;
+  bool verified = false;
 };
+
+bool IsHeader(const uint8_t* p) {
+  return Get16(p) == 0xFFFF && Get16(p + 2) == 0xFFFF;
+}
+
+bool IsHeaderWithKey(const uint8_t* p, uint64_t key) {
+  return Get16(p) == 0xFFFF && Get16(p + 2) == 0xFFFF && Get64(p + 4) == key;
+}
+
+// What the ends of a stream say. `dataBytes` is where the trailer starts
+// (the whole size when there is none); the CRC is then checked over it.
+struct TStreamEnds {
+  bool lead = false;
+  bool trailer = false;
+  uint32_t crc = 0;
+  uint64_t dataBytes = 0;
+};
+
+TStreamEnds ReadEnds(const uint8_t* head, std::size_t headBytes, const uint8_t* tail, std::size_t tailBytes,
+                     uint64_t size) {
+  TStreamEnds e;
+  e.dataBytes = size;
+  e.lead = headBytes >= kSectionHeaderBytes && IsHeaderWithKey(head, kIntegrityLeadKey);
+  if (tailBytes >= kIntegrityTrailerBytes && IsHeaderWithKey(tail, kIntegrityTrailerKey) &&
+      IsHeader(tail + kSectionHeaderBytes)) {
+    const uint64_t word = Get64(tail + kSectionHeaderBytes + 4);
+    if (word >> 32 != kIntegrityVersion) throw ChessException(kErrUnknownCheck);
+    e.trailer = true;
+    e.crc = static_cast<uint32_t>(word);
+    e.dataBytes = size - kIntegrityTrailerBytes;
+  }
+  if (e.lead && !e.trailer) throw ChessException(kErrCutShort);
+  return e;
+}
+
+TStreamEnds CheckMemoryStream(const uint8_t* data, uint64_t size) {
+  const std::size_t tail = static_cast<std::size_t>(std::min<uint64_t>(size, kIntegrityTrailerBytes));
+  const TStreamEnds e =
+      ReadEnds(data, static_cast<std::size_t>(std::min<uint64_t>(size, 12)), data + size - tail, tail, size);
+  if (e.trailer && Crc32(0, data, static_cast<std::size_t>(e.dataBytes)) != e.crc)
+    throw ChessException(kErrDamaged);
+  return e;
+}
 
 bool AllZero(const uint8_t* p, std::size_t n) {
   for (std::size_t i = 0; i < n; ++i)
     if (p[i]) return false;
   return true;
-}
-
-bool IsHeader(const uint8_t* p) {
-  return Get16(p) == 0xFFFF && Get16(p + 2) == 0xFFFF;
 }
 
 // What is left when the data end while a record is being completed after a
@@ -357,6 +426,13 @@ void LoadStream(TAggregatedTemporaryChessboardRegister& reg, TSource& src, TLoad
       invalid = RecordBoardInvalid(board);
     }
     if (invalid) st.invalidSeen = true;
+    // A register is a proof cache: a record that cannot be true would turn
+    // into a wrong answer, so it is refused, not stored.
+    if (!RecordPossible(key == 0, first, second, board)) {
+      ++stats.refusedRecords;
+      st.invalidSeen = true;
+      continue;
+    }
 
     const uint32_t hash = RegisterHash(board);
     if (key == 0) {
@@ -392,6 +468,31 @@ uint64_t RealFileSize(std::FILE* f, uint64_t claimed) {
   return claimed;
 }
 
+// Checks a plain file (positioned at its start, left there): its ends, and
+// the CRC over all before the trailer, in a first pass that inserts nothing.
+TStreamEnds CheckPlainFile(std::FILE* f, uint64_t size) {
+  const long start = std::ftell(f);
+  uint8_t head[kSectionHeaderBytes] = {}, tail[kIntegrityTrailerBytes] = {};
+  const std::size_t headBytes = std::fread(head, 1, sizeof head, f);
+  std::size_t tailBytes = 0;
+  if (size >= kIntegrityTrailerBytes &&
+      std::fseek(f, start + static_cast<long>(size - kIntegrityTrailerBytes), SEEK_SET) == 0)
+    tailBytes = std::fread(tail, 1, sizeof tail, f);
+  const TStreamEnds e = ReadEnds(head, headBytes, tail, tailBytes, size);
+  if (std::fseek(f, start, SEEK_SET) != 0) throw ChessException(kErrReading);
+  if (e.trailer) {
+    TFileSource src(f, e.dataBytes);
+    std::unique_ptr<uint8_t[]> buf(new uint8_t[kIoBufferBytes]);
+    uint32_t crc = 0;
+    uint64_t seen = 0;
+    for (std::size_t n; (n = src.Read(buf.get(), kIoBufferBytes)) > 0; seen += n)
+      crc = Crc32(crc, buf.get(), n);
+    if (seen != e.dataBytes || crc != e.crc) throw ChessException(kErrDamaged);
+    if (std::fseek(f, start, SEEK_SET) != 0) throw ChessException(kErrReading);
+  }
+  return e;
+}
+
 bool LoadImpl(TAggregatedTemporaryChessboardRegister& reg, std::FILE* f, uint32_t bucketCount,
               uint64_t fileSize, TRegisterLoadStatistics* stats, const TRegisterLoadLog* log) {
   TRegisterLoadStatistics local;
@@ -404,7 +505,10 @@ bool LoadImpl(TAggregatedTemporaryChessboardRegister& reg, std::FILE* f, uint32_
   if (std::fread(magic, 1, 4, f) < 4) throw ChessException(kErrEmptyFile);
   if (Lz4ContainerMagic(magic) == TLz4Magic::kNone) {
     if (std::fseek(f, -4, SEEK_CUR) != 0) throw ChessException(kErrReading);
-    TFileSource src(f);
+    const TStreamEnds ends = CheckPlainFile(f, RealFileSize(f, fileSize));
+    st.verified = ends.trailer;
+    st.stats->verified = ends.trailer;
+    TFileSource src(f, ends.dataBytes);
     LoadStream(reg, src, st, log);
     return !st.invalidSeen;
   }
@@ -425,7 +529,9 @@ bool LoadImpl(TAggregatedTemporaryChessboardRegister& reg, std::FILE* f, uint32_
       std::fclose(dump);
     }
   }
-  TMemorySource src(plain.data(), plain.size);
+  const TStreamEnds ends = CheckMemoryStream(plain.data(), plain.size);
+  st.stats->verified = ends.trailer;
+  TMemorySource src(plain.data(), ends.dataBytes);
   LoadStream(reg, src, st, log);
   return !st.invalidSeen;
 }
@@ -470,33 +576,42 @@ bool SaveExact(const TAggregatedTemporaryChessboardRegister& reg, TMemoryStream&
 TRegisterSaveResult SaveRegisterFile(const TAggregatedTemporaryChessboardRegister& reg,
                                      const std::filesystem::path& path, const TRegisterSaveOptions& options) {
   TRegisterSaveResult result;
-  TFilePtr file(std::fopen(path.c_str(), "wb"));
-  if (!file) {
-    if (!options.silent) result.messages.push_back({kTitleInformation, kMsgErrorOpeningFile + path.string()});
+  // Written beside the old file and renamed over it only when complete and
+  // synced: a failed save leaves the previous file as it was.
+  std::unique_ptr<TSafeFileWriter> file;
+  try {
+    file = std::make_unique<TSafeFileWriter>(path);
+  } catch (const SafeFileError& e) {
+    result.error = kMsgErrorOpeningFile + path.string() + ": " + std::strerror(e.error);
+    if (!options.silent) result.messages.push_back({kTitleInformation, result.error});
     return result;
   }
-  std::setvbuf(file.get(), nullptr, _IOFBF, kIoBufferBytes);
   const uint64_t limitMB = std::min<uint64_t>(options.limitMB, uint64_t{1} << 40);
   const TPresence presence = TPresence::Of(reg);
+  uint8_t trailer[kIntegrityTrailerBytes];
 
   bool done = false;
   if (options.compress) {
     const uint64_t memory = options.physicalMemoryBytes ? options.physicalMemoryBytes : PhysicalMemoryBytes();
     uint64_t bufferBytes = memory / 4;
     if (limitMB != 0) bufferBytes = std::min(bufferBytes, limitMB * 0x500000);
+    bufferBytes = std::max<uint64_t>(bufferBytes, 4 * kIntegrityTrailerBytes);
     // Left uninitialised: only the part the stream fills is ever touched.
     std::unique_ptr<uint8_t[]> buffer(bufferBytes <= SIZE_MAX / 2 ? new (std::nothrow) uint8_t[bufferBytes]
                                                                   : nullptr);
     if (buffer) {
-      TMemoryStream ms{buffer.get(), bufferBytes};
+      // Room is kept for the trailer.
+      TMemoryStream ms{buffer.get(), bufferBytes - kIntegrityTrailerBytes};
       uint64_t written = 0;
       TMemorySink sink{ms, written};
       uint16_t cut = 0;
-      const bool complete = WriteStream(reg, sink, bufferBytes, written, cut, presence);
+      const bool complete = WriteStream(reg, sink, ms.capacity, written, cut, presence);
+      EncodeTrailer(buffer.get() + written, Crc32(0, buffer.get(), static_cast<std::size_t>(written)));
+      written += kIntegrityTrailerBytes;
       const TByteBuffer container = Lz4CompressContainer(buffer.get(), written, options.threads);
       buffer.reset();
       if (!container.empty()) {
-        WriteAll(file.get(), container.data(), container.size);
+        WriteAll(*file, container.data(), container.size);
         done = true;
         result.status = kSaveDone;
         result.compressed = true;
@@ -512,18 +627,19 @@ TRegisterSaveResult SaveRegisterFile(const TAggregatedTemporaryChessboardRegiste
     }
   }
   if (!done) {
-    TFileSink sink{file.get()};
+    TSafeSink sink{*file};
     uint64_t written = 0;
     uint16_t cut = 0;
     const bool complete = WriteStream(reg, sink, limitMB << 20, written, cut, presence);
+    EncodeTrailer(trailer, sink.crc);
+    file->Write(trailer, sizeof trailer);
+    written += kIntegrityTrailerBytes;
     if (!options.compress) result.status = kSaveDone;
     result.cutAtLimit = !complete;
     result.cutPlies = complete ? 0 : cut;
     result.streamBytes = result.fileBytes = written;
   }
-  if (std::fflush(file.get()) != 0 || std::ferror(file.get())) throw ChessException(kErrWriting);
-  if (options.syncToDisk && ::fsync(::fileno(file.get())) != 0) throw ChessException(kErrWriting);
-  if (std::fclose(file.release()) != 0) throw ChessException(kErrWriting);
+  file->Commit();
   if (!options.silent) result.messages.push_back({kTitleInformation, SaveReportText(path.string(), result)});
   return result;
 }
@@ -537,13 +653,15 @@ std::vector<uint8_t> SaveRegisterToMemory(const TAggregatedTemporaryChessboardRe
   });
   const uint64_t sections = reg.SubRegisterKeys().size() + 1;
   bytes += sections * kSectionHeaderBytes * static_cast<uint64_t>((reg.MaxPlies() + 1) / 2);
+  bytes += kSectionHeaderBytes + kIntegrityTrailerBytes;
   std::vector<uint8_t> out(static_cast<std::size_t>(bytes));
-  TMemoryStream ms{out.data(), out.size()};
+  TMemoryStream ms{out.data(), out.size() - kIntegrityTrailerBytes};
   uint64_t written = 0;
   TMemorySink sink{ms, written};
   uint16_t cut = 0;
   WriteStream(reg, sink, 0, written, cut, TPresence::Of(reg));
-  out.resize(static_cast<std::size_t>(written));
+  EncodeTrailer(out.data() + written, Crc32(0, out.data(), static_cast<std::size_t>(written)));
+  out.resize(static_cast<std::size_t>(written + kIntegrityTrailerBytes));
   return out;
 }
 
@@ -571,11 +689,15 @@ bool LoadRegisterFromMemory(TAggregatedTemporaryChessboardRegister& reg, const u
   TLoadState st{stats ? stats : &local};
   if (size < 4) throw ChessException(kErrEmptyFile);
   if (Lz4ContainerMagic(data) == TLz4Magic::kNone) {
-    TMemorySource src(data, size);
+    const TStreamEnds ends = CheckMemoryStream(data, size);
+    st.stats->verified = ends.trailer;
+    TMemorySource src(data, ends.dataBytes);
     LoadStream(reg, src, st, nullptr);
   } else {
     const TByteBuffer plain = Lz4DecompressContainer(data, size);
-    TMemorySource src(plain.data(), plain.size);
+    const TStreamEnds ends = CheckMemoryStream(plain.data(), plain.size);
+    st.stats->verified = ends.trailer;
+    TMemorySource src(plain.data(), ends.dataBytes);
     LoadStream(reg, src, st, nullptr);
   }
   return !st.invalidSeen;
@@ -611,8 +733,32 @@ uint32_t SizeFigureForFile(uint64_t fileBytes) {
   return 0;
 }
 
-uint32_t LoadBucketCount(uint32_t sizeFigure) {
-  return ChooseRegisterBucketCount(sizeFigure, Settings().tempRegLimitMB, false);
+uint32_t LoadBucketCount(uint32_t sizeFigure, uint64_t tempRegLimitMB) {
+  return ChooseRegisterBucketCount(sizeFigure, tempRegLimitMB, false);
+}
+
+TRegisterReadOptions RegisterReadOptionsFrom(const TSettings& settings) {
+  TRegisterReadOptions o;
+  o.logged = settings.LogToFileTmpRegLoad != 0;
+  o.clearOnStartNote = settings.ClearRegisterOnStartSolving != 0;
+  o.tempRegLimitMB = settings.tempRegLimitMB;
+  return o;
+}
+
+bool RecordPossible(bool exactPart, uint16_t first, uint16_t second, const uint8_t board[64]) {
+  auto countOk = [](uint16_t n) { return n == 0 || (n % 2 == 1 && n <= kMaxRecordPlies); };
+  if (!countOk(first) || !countOk(second) || (first == 0 && second == 0)) return false;
+  if (exactPart && first != 0 && second != 0 && first <= second) return false;
+  int whiteKings = 0, blackKings = 0;
+  for (int sq = 0; sq < 64; ++sq) {
+    const uint8_t c = board[sq];
+    if (c == 0) continue;
+    if (!IsValidPieceCode(c)) return false;
+    if (c == WK) ++whiteKings;
+    if (c == BK) ++blackKings;
+    if ((c == WP || c == BP) && (sq < 8 || sq >= 56)) return false;
+  }
+  return whiteKings == 1 && blackKings == 1;
 }
 
 std::string LoadReportText(const std::string& path, const TRegisterLoadStatistics& stats,
@@ -620,6 +766,7 @@ std::string LoadReportText(const std::string& path, const TRegisterLoadStatistic
   std::string s = (invalidPositions ? kMsgFileReadWithErrors : kMsgFileRead) + path + "\n\n";
   s += TrimTrailingNewlines(stats.Text());
   if (invalidPositions) s += kMsgInvalidPositions;
+  if (stats.refusedRecords) s += kMsgRefusedRecords + std::to_string(stats.refusedRecords);
   if (clearOnStartOption) s += kMsgClearOnStartNote;
   return s;
 }
@@ -628,25 +775,34 @@ TRegisterReadResult ReadRegisterFile(TAggregatedTemporaryChessboardRegister& reg
                                      const std::filesystem::path& path, uint32_t bucketCount,
                                      const TRegisterReadOptions& options) {
   TRegisterReadResult r;
+  std::error_code ec;
+  if (std::filesystem::is_directory(path, ec)) {
+    r.error = path.string() + ": " + kErrReading + " (a folder)";
+    return r;
+  }
   TFilePtr file(std::fopen(path.c_str(), "rb"));
   if (!file) {
-    r.error = kMsgErrorOpeningFile + path.string();
+    r.error = kMsgErrorOpeningFile + path.string() + ": " + std::strerror(errno);
     return r;
   }
   r.opened = true;
-  const bool logged = options.logged < 0 ? Settings().LogToFileTmpRegLoad != 0 : options.logged != 0;
   try {
     const uint64_t size = RealFileSize(file.get(), 0);
-    const bool valid = logged ? LoadRegisterLogged(reg, file.get(), bucketCount, size, &r.stats, options.log)
-                              : LoadRegister(reg, file.get(), bucketCount, size, &r.stats);
+    const bool valid = options.logged
+                           ? LoadRegisterLogged(reg, file.get(), bucketCount, size, &r.stats, options.log)
+                           : LoadRegister(reg, file.get(), bucketCount, size, &r.stats);
     r.completed = true;
     r.invalidPositions = !valid;
-    r.report = LoadReportText(path.string(), r.stats, r.invalidPositions,
-                              Settings().ClearRegisterOnStartSolving != 0);
+    r.verified = r.stats.verified;
+    r.report = LoadReportText(path.string(), r.stats, r.invalidPositions, options.clearOnStartNote);
+    if (!r.verified) {
+      r.warning = kMsgUnchecked + path.string();
+      r.report += "\n\n" + r.warning;
+    }
   } catch (const std::bad_alloc&) {
-    r.error = kErrAllocating;
+    r.error = path.string() + ": " + kErrAllocating;
   } catch (const std::exception& e) {
-    r.error = e.what();
+    r.error = path.string() + ": " + e.what();
   }
   return r;
 }

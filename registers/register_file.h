@@ -10,12 +10,24 @@
 // The stream is ordered longest result first, so that a file cut short by
 // its size limit keeps the results that cost the most to find.
 // registers/README-tmpreg.md describes the format byte by byte.
+//
+// Integrity check: a stream written by this program opens with a section
+// header whose key is kIntegrityLeadKey and ends with two section headers,
+// the first keyed kIntegrityTrailerKey, the second holding the CRC-32 of
+// every byte before the trailer (low 32 bits) and the check's version (high
+// 32 bits). To a reader that knows nothing of them these are empty sections,
+// skipped by the stream's own rules. A reader that finds the lead requires
+// the trailer (a file cut short is damaged) and refuses a file whose CRC
+// does not match; a stream with neither is an older or foreign file, loaded
+// with a warning. A compressed file holds the checked stream, and each LZ4
+// block also carries the CRC-32 of its compressed bytes at header offset 12.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "config/settings.h"
 #include "registers/temporary_register.h"
 
 namespace ostravel {
@@ -37,6 +49,13 @@ inline constexpr const char* kLoadLogName = "TmpRegLoad.log";
 inline constexpr const char* kLoadLogHeader =
     "nMovesMate/Doubtful,nMovesNoMate/NotDoubtful,Heuristics,HeurParams,FEN\n";
 
+inline constexpr uint64_t kIntegrityLeadKey = 0x314B48434C565254;     // "TRVLCHK1"
+inline constexpr uint64_t kIntegrityTrailerKey = 0x314443524C565254;  // "TRVLRCD1"
+inline constexpr uint32_t kIntegrityVersion = 1;
+inline constexpr uint64_t kIntegrityTrailerBytes = 2 * kSectionHeaderBytes;
+// Counts are plies of a stipulation of at most 32767 moves.
+inline constexpr uint16_t kMaxRecordPlies = 65533;
+
 // Texts shown to the user.
 inline constexpr const char* kTitleInformation = "Information";
 inline constexpr const char* kTitleError = "Error";
@@ -51,7 +70,14 @@ inline constexpr const char* kMsgInvalidPositions =
     "\n\nNOTE: invalid positions were detected - invalid data?";
 inline constexpr const char* kMsgClearOnStartNote =
     "\n\nNote: Option to clear temporary data on start of analysis (first move) is on";
+inline constexpr const char* kMsgUnchecked =
+    "Warning: the file has no integrity check (an older or foreign file): damage to it cannot be "
+    "detected: ";
+inline constexpr const char* kMsgRefusedRecords = "\n\nNOTE: records that cannot be true were refused: ";
 // Exception texts.
+inline constexpr const char* kErrDamaged = "The file is damaged: its integrity check failed.";
+inline constexpr const char* kErrCutShort = "The file is damaged: it ends before its integrity check.";
+inline constexpr const char* kErrUnknownCheck = "The file's integrity check is of an unknown version.";
 inline constexpr const char* kErrEmptyFile = "Error - data file is empty.";
 inline constexpr const char* kErrAllocating = "Error allocating memory";
 inline constexpr const char* kErrReading = "Error reading file";
@@ -129,6 +155,7 @@ struct TRegisterSaveResult {
   uint64_t streamBytes = 0;  // the plain stream
   uint64_t fileBytes = 0;
   std::vector<TUserMessage> messages;  // empty when silent
+  std::string error;                   // status 0: the file and the reason, also when silent
 };
 
 constexpr uint8_t kSaveDone = 1;
@@ -136,8 +163,10 @@ constexpr uint8_t kSaveCompressionSkipped = 0xFF;
 
 // Saves the register to path: the plain stream, or with compress the stream
 // in the LZ4 container, which may hold up to 5 times the limit uncompressed
-// (the buffer is limitMB x 5 MiB, at most a quarter of the memory). Write
-// failures throw (kErrWriting and the SaveExact texts). The register may be
+// (the buffer is limitMB x 5 MiB, at most a quarter of the memory). The data
+// go to a temporary file beside the target, synced and renamed over it only
+// when complete (config/safe_file.h): a failed save leaves the previous file
+// as it was. Write failures throw SafeFileError (the file and the reason). The register may be
 // in use meanwhile: each bucket is locked while it is read.
 TRegisterSaveResult SaveRegisterFile(const TAggregatedTemporaryChessboardRegister& reg,
                                      const std::filesystem::path& path,
@@ -174,6 +203,13 @@ bool LoadRegisterLogged(TAggregatedTemporaryChessboardRegister& reg, std::FILE* 
 bool LoadRegisterFromMemory(TAggregatedTemporaryChessboardRegister& reg, const uint8_t* data, uint64_t size,
                             TRegisterLoadStatistics* stats = nullptr);
 
+// Whether a record could be true: odd counts (0: none) within
+// kMaxRecordPlies, not both 0; in the exact part a mate count above the
+// no-mate count; a board of real pieces with one king of each colour and no
+// pawn on the first or last rank. Records that fail are refused by the load
+// (counted in the statistics' refusedRecords).
+bool RecordPossible(bool exactPart, uint16_t first, uint16_t second, const uint8_t board[64]);
+
 // The FEN of a record's board, White to move, as the load log writes it.
 std::string RecordFen(const uint8_t board[64]);
 // A board whose FEN would show an "e": a square holding a code that is not a
@@ -184,27 +220,36 @@ bool RecordBoardInvalid(const uint8_t board[64]);
 // the plies a problem would need to fill a register of that many records.
 uint32_t SizeFigureForFile(uint64_t fileBytes);
 // Buckets for loading a register of a problem with this size figure (its
-// root plies): ChooseRegisterBucketCount with the settings' memory.
-uint32_t LoadBucketCount(uint32_t sizeFigure);
+// root plies): ChooseRegisterBucketCount with the register's memory limit.
+uint32_t LoadBucketCount(uint32_t sizeFigure, uint64_t tempRegLimitMB);
 
 struct TRegisterReadOptions {
-  // The logging load; by default as the setting LogToFileTmpRegLoad says.
-  int logged = -1;
+  bool logged = false;  // the logging load (setting LogToFileTmpRegLoad)
   TRegisterLoadLog log;
+  // Add the note that the register is cleared at the start of an analysis
+  // (setting ClearRegisterOnStartSolving).
+  bool clearOnStartNote = false;
+  // Chooses the buckets of a pinned register (LoadPinnedRegister).
+  uint64_t tempRegLimitMB = 0;
 };
+// The options as the given settings say.
+TRegisterReadOptions RegisterReadOptionsFrom(const TSettings& settings);
 
 struct TRegisterReadResult {
   bool opened = false;
   bool completed = false;         // read to the end without an exception
   std::string error;              // the exception's or the open failure's text
   bool invalidPositions = false;  // the load returned false
+  bool verified = false;          // the integrity check was present and right
+  std::string warning;            // kMsgUnchecked and the path, also in report
   TRegisterLoadStatistics stats;  // also of a load cut by an error
   std::string report;             // the text shown after a completed load
 };
 
 // The file reading entry (menu load, a pinned file, an auto-save): opens the
-// file, loads it and composes the report. Never throws for a bad file: the
-// failure's text comes back in `error`.
+// file, checks its integrity, loads it and composes the report. Never throws
+// for a bad file: the failure's text, with the path, comes back in `error`.
+// A damaged file loads nothing.
 TRegisterReadResult ReadRegisterFile(TAggregatedTemporaryChessboardRegister& reg,
                                      const std::filesystem::path& path, uint32_t bucketCount,
                                      const TRegisterReadOptions& options = {});

@@ -41,8 +41,9 @@ std::optional<uint32_t> NumberOfFileName(const std::string& name) {
       break;
     }
   }
-  if (digits.empty() || digits.size() > 10 || !std::all_of(digits.begin(), digits.end(),
-                                         [](char c) { return std::isdigit(static_cast<unsigned char>(c)); }))
+  if (digits.empty() || digits.size() > 10 || !std::all_of(digits.begin(), digits.end(), [](char c) {
+        return std::isdigit(static_cast<unsigned char>(c));
+      }))
     return std::nullopt;
   const uint64_t v = std::stoull(digits);
   if (v > UINT32_MAX) return std::nullopt;
@@ -104,7 +105,7 @@ std::optional<TRegisterReadResult> LoadPinnedRegister(const TProblem& problem,
                                                       const TRegisterReadOptions& options) {
   const std::optional<fs::path> path = PinnedRegisterPath(problem, folder);
   if (!path) return std::nullopt;
-  return ReadRegisterFile(reg, *path, LoadBucketCount(problem.RootPlies()), options);
+  return ReadRegisterFile(reg, *path, LoadBucketCount(problem.RootPlies(), options.tempRegLimitMB), options);
 }
 
 }  // namespace ostravel

@@ -104,7 +104,9 @@ struct TRegisterLoadStatistics {
   uint64_t subSecondRecords = 0;  // sub-register records with a second ("not doubtful") count
   uint64_t exactMateRecords = 0;
   uint64_t exactNoMateRecords = 0;
-  uint16_t minPlies = 65535;  // least and greatest larger count seen (0 ignored)
+  uint64_t refusedRecords = 0;  // records that could not be true (not inserted)
+  bool verified = false;        // the stream carried an integrity check, and it held
+  uint16_t minPlies = 65535;    // least and greatest larger count seen (0 ignored)
   uint16_t maxPlies = 0;
 
   void NotePlies(uint16_t plies) {

@@ -7,8 +7,14 @@ set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 dir="$1"; shift
 jobs="${OSTRAVEL_JOBS:-$(nproc)}"
+# Paths below the checkout are hashed relative to the build folder, so that
+# several checkouts of the tree share one compiler cache.
+export CCACHE_BASEDIR="$root"
+launcher=()
+# ccache makes the several flavours of the test command and repeated builds cheap.
+if command -v ccache >/dev/null 2>&1; then launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache); fi
 if [ ! -f "$dir/build.ninja" ]; then
-  cmake -S "$root" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release "$@" >/dev/null
+  cmake -S "$root" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release "${launcher[@]}" "$@" >/dev/null
 else
   cmake "$dir" "$@" >/dev/null
 fi

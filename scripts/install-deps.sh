@@ -7,7 +7,13 @@ PACKAGES=(
   g++ cmake ninja-build pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
   liblz4-dev libboost-dev nlohmann-json3-dev libcurl4-openssl-dev
-  clang libclang-rt-14-dev
+  clang clang-format libclang-rt-14-dev ccache git
+  libcpp-httplib-dev libboost-stacktrace-dev libunwind-dev
+  qt6-base-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-svg-dev
+  xvfb xauth fonts-dejavu-core
+  libopenmpi-dev openmpi-bin
+  help2man bash-completion librsvg2-bin file dpkg-dev
+  librsvg2-dev libcairo2-dev libexpat1-dev zlib1g-dev
 )
 
 missing=()

@@ -12,6 +12,9 @@ cd "$root"
 export OSTRAVEL_JOBS="${OSTRAVEL_JOBS:-$(nproc)}"
 ctest_args=(--output-on-failure -j "$OSTRAVEL_JOBS" --timeout 900)
 
+echo "== Format check (clang-format, the project's .clang-format)"
+git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
+
 echo "== Release build"
 scripts/build.sh build -DOSTRAVEL_TESTS=ON -DOSTRAVEL_BENCH=ON
 ctest --test-dir build -L "unit|concurrency" "${ctest_args[@]}"
@@ -20,13 +23,13 @@ OSTRAVEL_PERFT_BUDGET=2000000 OSTRAVEL_LONG_REDUCED=1 ctest --test-dir build -L 
 
 echo "== AddressSanitizer + UBSan build (clang; also the libFuzzer targets)"
 CC=clang CXX=clang++ scripts/build.sh build-clang-asan -DOSTRAVEL_TESTS=ON -DOSTRAVEL_BENCH=OFF -DOSTRAVEL_FUZZ=ON \
-  -DOSTRAVEL_SANITIZE=address,undefined
+  -DOSTRAVEL_SANITIZE=address,undefined -DOSTRAVEL_GUI=OFF
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --test-dir build-clang-asan -L unit "${ctest_args[@]}"
 
 echo "== ThreadSanitizer build"
 OSTRAVEL_TARGETS=concurrency-tests scripts/build.sh build-tsan -DOSTRAVEL_TESTS=ON -DOSTRAVEL_BENCH=OFF \
-  -DOSTRAVEL_SANITIZE=thread
+  -DOSTRAVEL_SANITIZE=thread -DOSTRAVEL_GUI=OFF
 TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan -L concurrency "${ctest_args[@]}"
 
 echo "== libFuzzer targets"

@@ -1,21 +1,19 @@
 // ostravel-cli bench: solves a table of problems with known keys for all
-// keys without heuristics and prints time, nodes and speed per problem.
-#include <algorithm>
-#include <chrono>
-#include <condition_variable>
+// keys without heuristics, through the engine, and prints time, nodes and
+// speed per problem, or the node-count signature of the whole table.
+#include <atomic>
 #include <cstdio>
-#include <mutex>
+#include <ctime>
 #include <set>
-#include <thread>
 
-#include "chess/fen.h"
-#include "chess/notation.h"
 #include "command.h"
 #include "config/settings.h"
-#include "engine/mate_search.h"
+#include "engine/analysis.h"
+#include "engine/global_register_probe.h"
 #include "engine/threads.h"
 #include "interrupt.h"
 #include "problems/reference_table.h"
+#include "stats_print.h"
 
 namespace ostravel::cli {
 namespace {
@@ -23,10 +21,11 @@ namespace {
 void Help() {
   std::printf(
       "Usage: ostravel-cli bench [--file F] [--threads T] [--only-incomplete] [--time-limit S]\n"
-      "                          [--max-moves N] [--id ID]\n\n"
-      "Solves every problem of a table (columns id, fen, n, keys[, complete, ...]) for all\n"
-      "keys without heuristics and prints, per problem, the seconds, nodes, nodes/s and\n"
-      "whether the keys found match the listed ones, then the totals.\n\n"
+      "                          [--max-moves N] [--id ID] [--stats]\n\n"
+      "Solves every problem of a table (columns id, fen, n, keys[, complete, reference_s,\n"
+      "...]) for all keys without heuristics and prints, per problem, the seconds, the CPU\n"
+      "seconds and their ratio to reference_s, nodes, nodes/s and whether the keys found\n"
+      "match the listed ones, then the totals.\n\n"
       "  --file F            the table (default ../shared/data/bench.tsv)\n"
       "  --threads T         search threads per level (default 1)\n"
       "  --levels L          multithreading levels (default 1)\n"
@@ -34,7 +33,15 @@ void Help() {
       "                      (their listed keys must be among those found)\n"
       "  --time-limit S      give up a problem after S seconds (counted as a timeout)\n"
       "  --max-moves N       skip problems longer than #N\n"
-      "  --id ID             only the problem with this id (may be repeated)\n\n"
+      "  --id ID             only the problem with this id (may be repeated)\n"
+      "  --stats             also count and print, per problem, nodes, register hits and\n"
+      "                      stores and cut-offs per ply and the short-mate routines'\n"
+      "                      figures (a slower build of the same search)\n"
+      "  --signature         print only the total node count of the whole table, one\n"
+      "                      thread, one level, no time limit: a change in it flags a\n"
+      "                      change in the search's behaviour\n"
+      "  --global-register   answer positions of stored types from the global register\n"
+      "  --no-global-register  search them (the default)\n\n"
       "Exit code 0 when every finished problem gave the expected keys, 2 otherwise.\n");
 }
 
@@ -46,7 +53,8 @@ int RunBench(const std::vector<std::string>& args) {
   std::string file = "../shared/data/bench.tsv";
   int threads = 1, levels = 1, maxMoves = 1000;
   double timeLimit = 0;
-  bool onlyIncomplete = false;
+  bool onlyIncomplete = false, signature = false, stats = false;
+  bool useGlobalRegister = false;
   std::set<std::string> ids;
   for (size_t i = 0; i < args.size(); ++i) {
     const std::string& a = args[i];
@@ -77,6 +85,12 @@ int RunBench(const std::vector<std::string>& args) {
         auto v = next();
         if (!v) return BadInput("bench: --id needs an id");
         ids.insert(*v);
+      } else if (a == "--signature") {
+        signature = true;
+      } else if (a == "--global-register" || a == "--no-global-register") {
+        useGlobalRegister = a == "--global-register";
+      } else if (a == "--stats") {
+        stats = true;
       } else if (a == "--only-incomplete") {
         onlyIncomplete = true;
       } else {
@@ -85,6 +99,14 @@ int RunBench(const std::vector<std::string>& args) {
     } catch (const std::exception&) {
       return BadInput("bench: bad number after " + a);
     }
+  }
+  if (signature) {
+    // A fixed run: the count depends on the table and the search only.
+    threads = levels = 1;
+    timeLimit = 0;
+    maxMoves = 1000;
+    onlyIncomplete = false;
+    ids.clear();
   }
   bool adjusted = false;
   levels = AdjustLevels(levels, 1, &adjusted);
@@ -101,88 +123,82 @@ int RunBench(const std::vector<std::string>& args) {
     return BadInput(std::string("bench: ") + e.what());
   }
   LoadSettings();
+  if (signature) {
+    std::printf("%llu\n", static_cast<unsigned long long>(BenchSignature(table, Settings().tempRegLimitMB)));
+    return kExitOk;
+  }
   std::atomic<bool> interrupted{false};
   InterruptGuard guard(&interrupted);
+  std::unique_ptr<CGlobalRegisterProbe> globalRegister;
+  if (useGlobalRegister && !(globalRegister = OpenGlobalRegister()))
+    std::fprintf(stderr, "bench: no global register data found; searching without\n");
 
   std::printf("threads %s\n", ThreadLabel(static_cast<size_t>(threads), static_cast<size_t>(levels)).c_str());
-  std::printf("%-12s %3s %10s %14s %12s  %s\n", "id", "#n", "seconds", "nodes", "nodes/s", "result");
-  double totalSecs = 0;
+  std::printf("%-12s %3s %10s %10s %7s %14s %12s  %s\n", "id", "#n", "seconds", "cpu_s", "ratio", "nodes",
+              "nodes/s", "result");
+  double totalSecs = 0, totalCpu = 0, totalRef = 0, totalCpuWithRef = 0;
   uint64_t totalNodes = 0;
   int solved = 0, failed = 0, timeouts = 0;
+  TBenchOptions bo;
+  bo.threads = threads;
+  bo.levels = levels;
+  bo.timeLimit = timeLimit;
+  bo.registerLimitMB = Settings().tempRegLimitMB;
+  bo.stop = &interrupted;
+  bo.probe = globalRegister.get();
+  bo.collectStats = stats;
   for (const auto& p : table) {
     if (interrupted) break;
     if (onlyIncomplete && p.complete) continue;
     if (!ids.empty() && !ids.count(p.id)) continue;
     if (p.moves > maxMoves) continue;
-    TTaskContext ctx;
-    TChessboard root;
-    if (!FenToBoard(p.fen, root, ctx)) {
-      std::printf("%-12s invalid FEN\n", p.id.c_str());
+    // CPU seconds of the process: the machine may be shared, and the
+    // reference column is CPU time too.
+    const std::clock_t c0 = std::clock();
+    const TBenchRowResult row = BenchRow(p, bo);
+    const double cpu = static_cast<double>(std::clock() - c0) / CLOCKS_PER_SEC;
+    if (!row.refusal.empty()) {
+      std::printf("%-12s %s\n", p.id.c_str(), row.refusal.c_str());
       ++failed;
       continue;
     }
-    try {
-      ValidateAndRecount(root);
-    } catch (const ChessException& e) {
-      std::printf("%-12s %s\n", p.id.c_str(), e.what());
-      ++failed;
-      continue;
-    }
-    SetRootPlies(root, static_cast<uint16_t>(2 * p.moves - 1));
-    TSearchSettings st;
-    st.mode = SolutionMode::kAll;
-    st.threads = threads;
-    st.levels = levels;
-    st.computeVariations = false;
-    TMateSearch search(st);
-    const auto t0 = std::chrono::steady_clock::now();
-    std::mutex m;
-    std::condition_variable cv;
-    bool done = false;
-    std::thread worker([&] {
-      search.FindForcedMate(root, p.moves);
-      std::lock_guard<std::mutex> lk(m);
-      done = true;
-      cv.notify_all();
-    });
-    {
-      std::unique_lock<std::mutex> lk(m);
-      while (!done) {
-        cv.wait_for(lk, std::chrono::milliseconds(50));
-        const double el = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-        if ((timeLimit > 0 && el > timeLimit) || interrupted) search.RequestStop();
-      }
-    }
-    worker.join();
-    const double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-    const uint64_t nodes = search.Nodes();
-    std::set<std::string> found;
-    for (const auto& s : search.Solutions()) found.insert(MoveToUci(s.key));
-    const std::set<std::string> want(p.keys.begin(), p.keys.end());
     std::string verdict;
-    if (search.StopRequested()) {
+    if (row.timedOut || row.stopped) {
       verdict = "timeout";
       ++timeouts;
     } else {
-      const bool ok = p.complete ? found == want
-                                 : std::includes(found.begin(), found.end(), want.begin(), want.end());
       std::string keys;
-      for (const auto& k : found) keys += (keys.empty() ? "" : ",") + k;
+      for (const auto& k : row.keys) keys += (keys.empty() ? "" : ",") + k;
       if (keys.empty()) keys = "none";
-      verdict = (ok ? "ok " : "WRONG ") + keys;
-      if (ok) ++solved;
-      else ++failed;
-      totalSecs += secs;
-      totalNodes += nodes;
+      verdict = (row.ok ? "ok " : "WRONG ") + keys;
+      if (row.ok)
+        ++solved;
+      else
+        ++failed;
+      totalSecs += row.seconds;
+      totalCpu += cpu;
+      totalNodes += row.nodes;
+      if (p.referenceSeconds > 0) {
+        totalRef += p.referenceSeconds;
+        totalCpuWithRef += cpu;
+      }
     }
-    std::printf("%-12s %3d %10.2f %14llu %12.0f  %s\n", p.id.c_str(), p.moves, secs,
-                static_cast<unsigned long long>(nodes), secs > 0 ? nodes / secs : 0.0, verdict.c_str());
+    char ratio[32] = "-";
+    if (p.referenceSeconds > 0) std::snprintf(ratio, sizeof ratio, "%.3f", cpu / p.referenceSeconds);
+    std::printf("%-12s %3d %10.2f %10.2f %7s %14llu %12.0f  %s\n", p.id.c_str(), p.moves, row.seconds, cpu,
+                ratio, static_cast<unsigned long long>(row.nodes),
+                row.seconds > 0 ? row.nodes / row.seconds : 0.0, verdict.c_str());
+    if (stats) PrintSearchStats(row.stats);
     std::fflush(stdout);
   }
   std::printf("total (finished problems): %.2f s, %llu nodes, %.0f nodes/s; %d ok, %d wrong, %d timeouts\n",
-              totalSecs, static_cast<unsigned long long>(totalNodes), totalSecs > 0 ? totalNodes / totalSecs : 0.0,
-              solved, failed, timeouts);
-  if (interrupted) return kExitStopped;
+              totalSecs, static_cast<unsigned long long>(totalNodes),
+              totalSecs > 0 ? totalNodes / totalSecs : 0.0, solved, failed, timeouts);
+  if (globalRegister) std::printf("%s\n", GlobalRegisterNotice(*globalRegister).c_str());
+  if (totalRef > 0)
+    std::printf("cpu %.2f s against reference %.2f s: ratio %.3f (finished problems with a reference)\n",
+                totalCpuWithRef, totalRef, totalCpuWithRef / totalRef);
+  if (interrupted) return SignalExitCode(kExitStopped);
   return failed ? kExitFailure : kExitOk;
 }
 

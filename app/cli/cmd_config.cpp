@@ -46,6 +46,7 @@ void PrintSettings() {
     if (k.member == &TSettings::GlobalRegisterForceDiskAccess)
       std::printf("PrecalcPath=%s\n", s.PrecalcPath.c_str());
   }
+  std::printf("TablebaseUrl=%s\n", s.TablebaseUrl.c_str());
 
   const auto mb = [](uint64_t bytes) { return static_cast<unsigned long long>(bytes >> 20); };
   std::printf("\nPhysical memory:              %llu MB\n", mb(s.physicalMemoryBytes));

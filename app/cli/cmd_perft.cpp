@@ -85,11 +85,16 @@ int RunPerft(const std::vector<std::string>& args) {
   bool divide = false, makeLeaves = false, bench = false;
   std::vector<std::string> pos;
   for (const auto& a : args) {
-    if (a == "--divide") divide = true;
-    else if (a == "--make-leaves") makeLeaves = true;
-    else if (a == "--bench") bench = true;
-    else if (a.rfind("--", 0) == 0) return BadInput("perft: unknown option " + a);
-    else pos.push_back(a);
+    if (a == "--divide")
+      divide = true;
+    else if (a == "--make-leaves")
+      makeLeaves = true;
+    else if (a == "--bench")
+      bench = true;
+    else if (a.rfind("--", 0) == 0)
+      return BadInput("perft: unknown option " + a);
+    else
+      pos.push_back(a);
   }
   if (bench) return Bench();
   if (pos.size() != 2) return BadInput("perft: expected \"<FEN>\" <depth> (see --help)");
@@ -111,7 +116,8 @@ int RunPerft(const std::vector<std::string>& args) {
   uint64_t total = 0;
   if (divide) {
     for (const auto& [m, n] : PerftDivide(b, depth, mode)) {
-      std::printf("%-6s %-8s %llu\n", MoveToUci(m).c_str(), MoveToText(b, m).c_str(), static_cast<unsigned long long>(n));
+      std::printf("%-6s %-8s %llu\n", MoveToUci(m).c_str(), MoveToText(b, m).c_str(),
+                  static_cast<unsigned long long>(n));
       total += n;
     }
   } else {

@@ -1,5 +1,6 @@
 // ostravel-cli postype: the position type of a position and its index within
 // the type, or the position at an index of a type.
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -45,7 +46,13 @@ bool ParseIndex(const std::string& text, uint64_t& out) {
 int ShowFen(const std::string& fen) {
   TTaskContext ctx;
   TChessboard b;
-  if (!FenToBoard(fen, b, ctx)) return BadInput("not a FEN: " + fen);
+  if (!FenToBoard(fen, b, ctx)) return BadInput("not a FEN: " + TextForMessage(fen));
+  try {
+    TChessboard check = b;
+    ValidateAndRecount(check);
+  } catch (const ChessException& e) {
+    return BadInput(std::string("not a position: ") + e.what());
+  }
   const std::string type = PositionType(b);
   std::printf("type: %s\n", type.c_str());
   try {
@@ -65,16 +72,21 @@ int ShowFen(const std::string& fen) {
 
 int ShowIndex(const std::string& typeText, const std::string& indexText, bool next) {
   uint64_t i = 0;
-  if (!ParseIndex(indexText, i)) return BadInput("index is not a number: " + indexText);
+  if (!ParseIndex(indexText, i)) return BadInput("index is not a number: " + TextForMessage(indexText));
   std::optional<CPositionTypeIndex> index;
   try {
     index.emplace(typeText);
   } catch (const ChessException& e) {
     return BadInput(e.what());
   }
+  // Every position has both kings; a type without them names no position.
+  if (std::count(index->Type().begin(), index->Type().end(), 'K') != 1 ||
+      std::count(index->Type().begin(), index->Type().end(), 'k') != 1)
+    return BadInput("a position type holds one white king and one black king (K and k): \"" +
+                    TextForMessage(typeText) + "\"");
   if (i >= index->Size())
-    return BadInput("index " + indexText + " is outside 0.." + std::to_string(index->Size() - 1) + " of type " +
-                    index->Type());
+    return BadInput("index " + indexText + " is outside 0.." + std::to_string(index->Size() - 1) +
+                    " of type " + index->Type());
   if (next) {
     const std::optional<uint64_t> n = index->NextIndex(i);
     if (!n) return BadInput("no position of type " + index->Type() + " after index " + indexText);

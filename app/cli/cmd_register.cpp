@@ -35,6 +35,7 @@ void Help() {
       "       ostravel-cli register convert IN OUT [--compress|--plain] [--limit-mb N]\n"
       "       ostravel-cli register pin COLLECTION.cp K FILE [--plain]\n"
       "       ostravel-cli register unpin COLLECTION.cp K\n"
+      "       ostravel-cli register verify FILE [--sample N]\n"
       "       ostravel-cli register bench-resume [--id ID] [--file F] [--threads T] [--fraction X] [--dir "
       "D]\n\n"
       "Saved temporary registers (.tmpReg files, plain or LZ4-compressed).\n\n"
@@ -47,6 +48,10 @@ void Help() {
       "                 the collection, in SavedTmpRegisterData of the data folder, and write its\n"
       "                 //@tmpreg= line; compressed unless --plain\n"
       "  unpin          remove the //@tmpreg= line of problem K (the file stays)\n"
+      "  verify         load FILE (checking its integrity) and re-prove by search a sample of N\n"
+      "                 (default 20) of its exact records, spread over the file: a mate claim\n"
+      "                 must find the mate, a no-mate claim must find none; prints every false\n"
+      "                 record and fails (exit 1) when there is one\n"
       "  bench-resume   solve a problem of a table (default mt-133 of ../shared/data/bench.tsv)\n"
       "                 from scratch, again on the register saved by that run, and once stopped\n"
       "                 after X (default 0.5) of the first run's time, saved, loaded and resumed;\n"
@@ -57,7 +62,7 @@ void Help() {
 
 TRegisterPtr NewRegister(uint32_t buckets, bool limited) {
   auto reg = std::make_shared<TAggregatedTemporaryChessboardRegister>(
-      buckets, limited ? TempRegElementLimitFromSettings(buckets) : 0);
+      buckets, limited ? TempRegElementLimit(Settings().tempRegLimitMB, buckets) : 0);
   // A file holds whatever its register held, short results included.
   reg->SetStoreShortResults(true);
   return reg;
@@ -81,7 +86,7 @@ double Seconds(std::chrono::steady_clock::time_point t0) {
 // returns null on a bad file.
 TRegisterPtr LoadForTool(const std::string& file, bool limited, const TRegisterReadOptions& ro,
                          TRegisterReadResult& r) {
-  const uint32_t buckets = LoadBucketCount(SizeFigureForFile(FileBytes(file)));
+  const uint32_t buckets = LoadBucketCount(SizeFigureForFile(FileBytes(file)), Settings().tempRegLimitMB);
   TRegisterPtr reg = NewRegister(buckets, limited);
   r = ReadRegisterFile(*reg, file, buckets, ro);
   return reg;
@@ -101,8 +106,8 @@ int Stats(const std::vector<std::string>& args) {
       return BadInput("register stats: unexpected argument " + a);
   }
   if (file.empty()) return BadInput("register stats: which file? (see --help)");
-  TRegisterReadOptions ro;
-  ro.logged = log ? 1 : 0;
+  TRegisterReadOptions ro = RegisterReadOptionsFrom(Settings());
+  ro.logged = log;
   TRegisterReadResult r;
   const TRegisterPtr reg = LoadForTool(file, true, ro, r);
   if (!r.completed) {
@@ -308,7 +313,8 @@ int BenchResume(const std::vector<std::string>& args) {
   }
   const int plies = 2 * p->moves - 1;
   SetRootPlies(root, static_cast<uint16_t>(plies));
-  const uint32_t buckets = RegisterBucketsForRun(plies, false, Settings().tempRegLimitMB);
+  const uint32_t buckets =
+      ChooseRegisterBucketCount(static_cast<uint32_t>(plies), Settings().tempRegLimitMB, false);
   fs::path folder = dir.empty()
                         ? fs::temp_directory_path() / ("ostravel-bench-resume-" + std::to_string(::getpid()))
                         : fs::path(dir);
@@ -326,7 +332,7 @@ int BenchResume(const std::vector<std::string>& args) {
   // 1. From scratch.
   TRegisterPtr full = NewRegister(buckets, true);
   const TRegisterSolve a = SolveOnRegister(full, root, p->moves, st, 0, &interrupted, false);
-  if (a.stopped) return kExitStopped;
+  if (a.stopped) return SignalExitCode(kExitStopped);
   std::printf("from scratch:            %8.2f s  %14llu nodes  keys %s  (register %u positions)\n", a.seconds,
               static_cast<unsigned long long>(a.nodes), KeysOf(a).c_str(), full->ElementCount());
 
@@ -341,7 +347,7 @@ int BenchResume(const std::vector<std::string>& args) {
 
   // 3. Solved again on the loaded register.
   const TRegisterSolve b = SolveOnRegister(lc.reg, root, p->moves, st, 0, &interrupted, false);
-  if (b.stopped) return kExitStopped;
+  if (b.stopped) return SignalExitCode(kExitStopped);
   std::printf("again on loaded register:%8.2f s  %14llu nodes  keys %s  (%.1f%% of the time)\n", b.seconds,
               static_cast<unsigned long long>(b.nodes), KeysOf(b).c_str(), 100.0 * b.seconds / a.seconds);
 
@@ -349,11 +355,11 @@ int BenchResume(const std::vector<std::string>& args) {
   TRegisterPtr part = NewRegister(buckets, true);
   const TRegisterSolve c1 =
       SolveOnRegister(part, root, p->moves, st, a.seconds * fraction, &interrupted, false);
-  if (interrupted) return kExitStopped;
+  if (interrupted) return SignalExitCode(kExitStopped);
   const TTimedSave s2 = TimedSave(*part, folder / "part-lz4.tmpReg", true);
   const TTimedLoad l2 = TimedLoad(folder / "part-lz4.tmpReg", buckets);
   const TRegisterSolve c2 = SolveOnRegister(l2.reg, root, p->moves, st, 0, &interrupted, false);
-  if (c2.stopped) return kExitStopped;
+  if (c2.stopped) return SignalExitCode(kExitStopped);
   const double total = c1.seconds + s2.seconds + l2.seconds + c2.seconds;
   std::printf(
       "stopped at %.0f%%:          %8.2f s  (%s, %u positions), save %.3f s, load %.3f s (%.2f MB)\n"
@@ -372,6 +378,82 @@ int BenchResume(const std::vector<std::string>& args) {
   return same ? kExitOk : kExitFailure;
 }
 
+// Re-proves a sample of a file's exact records by a search on a fresh
+// register: a register is a proof cache, and a false record is a wrong answer
+// waiting to happen.
+int Verify(const std::vector<std::string>& args) {
+  std::string file;
+  uint64_t sample = 20;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (args[i] == "--sample" && i + 1 < args.size()) {
+      const std::string& v = args[++i];
+      if (v.empty() || v.size() > 9 || v.find_first_not_of("0123456789") != std::string::npos || v == "0")
+        return BadInput("register verify: --sample needs a whole number above 0");
+      sample = std::stoull(v);
+    } else if (file.empty() && !args[i].starts_with("--")) {
+      file = args[i];
+    } else {
+      return BadInput("register verify: unexpected argument " + TextForMessage(args[i]));
+    }
+  }
+  if (file.empty()) return BadInput("register verify: which file? (see --help)");
+  TRegisterReadResult r;
+  const TRegisterPtr reg = LoadForTool(file, false, RegisterReadOptionsFrom(Settings()), r);
+  if (!r.completed) return BadInput(r.error);
+  if (!r.warning.empty()) std::fprintf(stderr, "%s\n", r.warning.c_str());
+  std::vector<TRegisterRecord> records;
+  reg->ForEachRecordOf(0, [&](uint64_t, const TRegisterRecord& rec) {
+    records.push_back(rec);
+    return true;
+  });
+  const uint64_t step = std::max<uint64_t>(1, records.size() / sample);
+  TSearchSettings st;
+  st.mode = SolutionMode::kSingle;
+  st.computeVariations = false;
+  std::atomic<bool> interrupted{false};
+  InterruptGuard guard(&interrupted);
+  uint64_t checked = 0, falseOnes = 0;
+  for (uint64_t k = 0; k < records.size() && checked < sample; k += step, ++checked) {
+    const TRegisterRecord& rec = records[k];
+    const std::string fen = RecordFen(rec.board);
+    // The claims: mate within the first count, none within the second.
+    struct TClaim {
+      uint16_t plies;
+      bool mate;
+    };
+    std::vector<TClaim> claims;
+    if (rec.nMovesMate) claims.push_back({rec.nMovesMate, true});
+    if (rec.nMovesNoMate) claims.push_back({rec.nMovesNoMate, false});
+    for (const TClaim& c : claims) {
+      TTaskContext ctx;
+      TChessboard root;
+      bool holds = false;
+      std::string why;
+      if (FenToBoard(fen, root, ctx)) {
+        try {
+          ValidateAndRecount(root);
+          SetRootPlies(root, c.plies);
+          TRegisterPtr fresh = NewRegister(16384, false);
+          const TRegisterSolve s =
+              SolveOnRegister(fresh, root, (c.plies + 1) / 2, st, 0, &interrupted, false);
+          if (s.stopped) return kExitStopped;
+          holds = c.mate ? s.result == kResMate : s.result == kResNoMate;
+        } catch (const ChessException& e) {
+          why = std::string(" (") + e.what() + ")";
+        }
+      }
+      if (!holds) {
+        ++falseOnes;
+        std::printf("FALSE  %s  %s in %d move(s)%s\n", fen.c_str(), c.mate ? "mate" : "no mate",
+                    (c.plies + 1) / 2, why.c_str());
+      }
+    }
+  }
+  std::printf("%llu of %zu exact records re-proved, %llu false\n", static_cast<unsigned long long>(checked),
+              records.size(), static_cast<unsigned long long>(falseOnes));
+  return falseOnes ? kExitBadInput : kExitOk;
+}
+
 int RunRegister(const std::vector<std::string>& args) {
   if (args.empty() || WantsHelp(args)) {
     Help();
@@ -385,6 +467,7 @@ int RunRegister(const std::vector<std::string>& args) {
   if (sub == "pin") return Pin(rest);
   if (sub == "unpin") return Unpin(rest);
   if (sub == "bench-resume") return BenchResume(rest);
+  if (sub == "verify") return Verify(rest);
   return BadInput("register: unknown sub-command " + sub + " (see --help)");
 }
 

@@ -9,12 +9,10 @@
 #include "chess/notation.h"
 #include "command.h"
 #include "config/settings.h"
-#include "engine/engine_run.h"
+#include "engine/engine.h"
 #include "engine/engine_texts.h"
 #include "interrupt.h"
 #include "problems/cp_file.h"
-#include "registers/register_file_pin.h"
-#include "registers/temporary_register.h"
 #include "solution_format.h"
 
 namespace ostravel::cli {
@@ -95,7 +93,10 @@ int RunRegress(const std::vector<std::string>& args) {
   } catch (const CollectionFileError& e) {
     return BadInput("regress: " + file + ": " + e.what());
   }
-  for (const auto& e : coll.errors) std::fprintf(stderr, "ostravel-cli: %s: %s\n", file.c_str(), e.Describe().c_str());
+  for (const auto& e : coll.errors)
+    std::fprintf(stderr, "ostravel-cli: %s: %s\n", file.c_str(), e.Describe().c_str());
+  if (coll.moreErrors)
+    std::fprintf(stderr, "ostravel-cli: %s: %s\n", file.c_str(), coll.MoreErrorsText().c_str());
 
   const double limit = brief ? std::max(1, Settings().ShortRegTestSeconds) : 0.0;
   std::atomic<bool> interrupt{false};
@@ -120,11 +121,11 @@ int RunRegress(const std::vector<std::string>& args) {
     r.hybridPhase = 0;
     r.computeVariations = false;
     r.threads = static_cast<uint8_t>(threads);
-    // A pinned problem is solved as always: on its saved register.
-    r.reg = MakeRunRegister(p.moves, p.whiteToMove);
-    if (const auto pinned = LoadPinnedRegister(p, *r.reg); pinned && !pinned->completed)
-      std::fprintf(stderr, "ostravel-cli: problem %d: pinned register: %s\n", k, pinned->error.c_str());
+    // A pinned problem is solved as always: on its saved register (the
+    // request names it). A regression run leaves no auto-save behind.
+    r.autoSave.enabled = false;
     TCliRunOptions ro;
+    ro.registerReports = false;
     ro.progress = !quiet && isatty(STDERR_FILENO);
     ro.messages = false;
     ro.timeLimit = limit;
@@ -144,12 +145,13 @@ int RunRegress(const std::vector<std::string>& args) {
       std::printf("TIMEOUT %3d  %s  found so far: %s (%.0f s)\n", k, what.c_str(), foundText.c_str(), limit);
       continue;
     }
-    const std::string failure = !out.refusal.empty()                  ? out.refusal
+    const std::string failure = !out.refusal.empty()                   ? out.refusal
                                 : res.status != TRunStatus::kCompleted ? res.message
                                 : !error.empty()                       ? "stored solution: " + error
                                                                        : std::string();
-    const bool same = failure.empty() && found.size() == expected.size() &&
-                      std::all_of(found.begin(), found.end(), [&](const TMove& m) { return Contains(expected, m); });
+    const bool same =
+        failure.empty() && found.size() == expected.size() &&
+        std::all_of(found.begin(), found.end(), [&](const TMove& m) { return Contains(expected, m); });
     if (same) {
       ++passed;
       std::printf("PASS    %3d  %s  %s (%.2f s)\n", k, what.c_str(), foundText.c_str(), res.seconds);
@@ -163,12 +165,13 @@ int RunRegress(const std::vector<std::string>& args) {
   if (skipped) std::printf("%d skipped (no stored solution or Black to move)\n", skipped);
   if (timedOut) std::printf("%d timed out (counted as neither passed nor failed)\n", timedOut);
   std::printf("%d passed, %d failed\n", passed, failed);
-  if (stopped) return kExitStopped;
-  return failed ? kExitFailure : kExitOk;
+  if (stopped) return SignalExitCode(kExitStopped);
+  return failed ? kExitFailure : !coll.ok() ? kExitBadInput : kExitOk;
 }
 
 }  // namespace
 
-OSTRAVEL_COMMAND("regress", "built-in regression run: solve a collection and compare the stored keys", RunRegress);
+OSTRAVEL_COMMAND("regress", "built-in regression run: solve a collection and compare the stored keys",
+                 RunRegress);
 
 }  // namespace ostravel::cli

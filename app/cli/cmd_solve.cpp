@@ -10,16 +10,19 @@
 #include "chess/fen.h"
 #include "command.h"
 #include "config/settings.h"
-#include "engine/autosave.h"
-#include "engine/engine_run.h"
-#include "engine/threads.h"
+#include "engine/engine.h"
 #include "engine/engine_texts.h"
+#include "engine/global_register_probe.h"
+#include "engine/probe_chain.h"
+#include "engine/threads.h"
+#include "epd_batch.h"
+#include "formats_io.h"
 #include "interrupt.h"
 #include "problems/cp_file.h"
 #include "register_options.h"
-#include "registers/register_file_pin.h"
-#include "registers/temporary_register.h"
 #include "solution_format.h"
+#include "stats_print.h"
+#include "tablebase_options.h"
 
 namespace ostravel::cli {
 namespace {
@@ -27,7 +30,9 @@ namespace {
 void Help() {
   std::printf(
       "Usage: ostravel-cli solve --fen \"<FEN>\" --mate <n> [options]\n"
-      "       ostravel-cli solve <file.cp> [--problem K | --all] [--store] [options]\n\n"
+      "       ostravel-cli solve <file.cp> [--problem K | --all] [--store] [options]\n"
+      "       ostravel-cli solve --epd FILE [--json-lines] [options]   (see below)\n"
+      "A collection file \"-\" is read from standard input.\n\n"
       "Finds every key of a directmate in n moves (shorter mates included), with the\n"
       "threat and the variations of each key. A collection's problems are solved\n"
       "with their own stipulations, sort indications and mode tags; a problem with\n"
@@ -49,20 +54,25 @@ void Help() {
       "  --lang en|pl|uk         language of the texts (default: LanguageId)\n"
       "  --json                  one JSON object on stdout (see README)\n"
       "  --quiet                 no progress line\n"
+      "  --no-global-register    search positions of stored types instead of answering\n"
+      "                          them from the global register (see 'precalc')\n"
+      "  --stats                 print where the search's nodes go (per ply, register,\n"
+      "                          cut-offs, short-mate routines) to stderr\n"
       "  --problem K             solve the K-th problem of the collection (from 1)\n"
       "  --all                   solve every problem of the collection\n"
       "  --store                 write each solution found back into the collection as\n"
       "                          a variant (safe save; the file is rewritten canonically)\n"
-      "%s\n"
+      "%s%s\n"
       "A problem pinned to a saved register (its \"//@tmpreg=\" line) has that file loaded\n"
       "before it is solved. While a mate search runs its register is auto-saved every\n"
-      "AutoSaveMinutes (at most AutoSaveMB) to AutoSave.tmpReg in the data folder, with the\n"
-      "problem in AutoSave.cp; a run stopped by Ctrl-C saves it once more ('ostravel-cli\n"
+      "AutoSaveMinutes (at most AutoSaveMB) into a slot of its own, AutoSave/<run>/ in the\n"
+      "data folder (AutoSave.tmpReg, with the problem in AutoSave.cp), locked while the run\n"
+      "lives; a run stopped by Ctrl-C, SIGTERM or SIGHUP saves it once more ('ostravel-cli\n"
       "resume' continues it), a completed run removes it.\n\n"
       "Exit codes: 0 the search completed (keys found or proved absent), 1 bad input,\n"
-      "2 the register could not be saved, 130 stopped by Ctrl-C (the partial result is\n"
-      "printed).\n",
-      TRegisterOptions::HelpText());
+      "2 the register could not be saved, 130 stopped by Ctrl-C, 143 by SIGTERM, 129 by\n"
+      "SIGHUP (the partial result is printed in each case).\n\n%s",
+      TRegisterOptions::HelpText(), TTablebaseOptions::HelpText(), EpdBatchHelp());
 }
 
 struct TSolveOptions {
@@ -75,7 +85,8 @@ struct TSolveOptions {
   int threads = 1;
   std::optional<int> levels;
   bool acceptProposal = false;
-  bool variations = true, json = false, quiet = false, all = false, store = false;
+  bool variations = true, json = false, quiet = false, all = false, store = false, stats = false;
+  bool globalRegister = true;
   int problem = 0;
   int lang = -1;
 };
@@ -123,7 +134,8 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
       if (!value() || (v != "yes" && v != "no")) return "solve: --accept-thread-proposal is yes or no";
       o.acceptProposal = v == "yes";
     } else if (a == "--short-mate-depth") {
-      if (!value() || !ParseInt(v, -32768, 32767, n)) return "solve: --short-mate-depth needs a number of plies";
+      if (!value() || !ParseInt(v, -32768, 32767, n))
+        return "solve: --short-mate-depth needs a number of plies";
       o.shortMateDepth = static_cast<int16_t>(n);
     } else if (a == "--lang") {
       if (!value() || (o.lang = LanguageIdOf(v)) < 0) return "solve: --lang is en, pl or uk";
@@ -144,11 +156,15 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
       o.json = true;
     } else if (a == "--quiet") {
       o.quiet = true;
+    } else if (a == "--no-global-register" || a == "--global-register") {
+      o.globalRegister = a == "--global-register";
+    } else if (a == "--stats") {
+      o.stats = true;
     } else if (a == "--all") {
       o.all = true;
     } else if (a == "--store") {
       o.store = true;
-    } else if (!a.empty() && a[0] != '-' && o.file.empty()) {
+    } else if ((a == "-" || (!a.empty() && a[0] != '-')) && o.file.empty()) {
       o.file = a;
     } else {
       return "solve: unknown argument " + a + " (see --help)";
@@ -187,11 +203,13 @@ void ApplyOptions(const TSolveOptions& o, TSolveRequest& r) {
     if (adjusted) std::fprintf(stderr, "%s\n", kLevelsAdjustedText);
   }
   r.computeVariations = o.variations;
+  r.collectStats = o.stats;
   if (o.lang >= 0) r.languageId = o.lang;
 }
 
 // Prints a finished run; returns its exit code.
-int Report(const TSolveOptions& o, const std::string& fen, const TSolveRequest& r, const TCliRunOutcome& out) {
+int Report(const TSolveOptions& o, const std::string& fen, const TSolveRequest& r,
+           const TCliRunOutcome& out) {
   if (!out.refusal.empty()) return BadInput(out.refusal);
   const TSolveResult& res = out.result;
   if (o.json) {
@@ -200,73 +218,18 @@ int Report(const TSolveOptions& o, const std::string& fen, const TSolveRequest& 
     std::printf("%s", SolutionsText(res.solutions, r.languageId).c_str());
     std::printf("%s\n", out.endText.c_str());
   }
+  if (o.stats && !res.stats.Empty()) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "search statistics:\n");
+    PrintSearchStats(res.stats, stderr);
+  }
   if (res.status == TRunStatus::kRefused || res.status == TRunStatus::kFailed) return BadInput(res.message);
   return res.status == TRunStatus::kStopped ? kExitStopped : kExitOk;
 }
 
-// The register side of one run: the register the search uses, the files
-// loaded into it before the run and saved from it after, and the auto-save
-// while it runs.
-class TRunRegister {
- public:
-  TRunRegister(const TRegisterOptions& files, bool json) : files_(files), out_(json ? stderr : stdout) {}
-
-  // Gives r the register of the run of p (k: the problem's number in messages,
-  // 0 for a FEN). False when --load-register failed (the error is on stderr).
-  bool Prepare(const TProblem& p, int k, TEngineTask task, TSolveRequest& r) {
-    reg_ = MakeRunRegister(p.moves, p.whiteToMove);
-    // The pinned file first: the file given on the command line adds to it.
-    if (const auto pinned = LoadPinnedRegister(p, *reg_)) {
-      if (pinned->completed)
-        std::fprintf(out_, "%s\n", pinned->report.c_str());
-      else  // the records read before the fault stay; the search only loses the rest
-        std::fprintf(stderr, "ostravel-cli: problem %d: pinned register: %s\n", k, pinned->error.c_str());
-    }
-    if (!files_.LoadInto(*reg_, out_)) return false;
-    std::fflush(out_);
-    r.reg = reg_;
-    // Only a mate search can be resumed from its auto-save.
-    if (task == TEngineTask::kMate) {
-      try {
-        saver_ = TAutoSaver::FromSettings(reg_, p);
-      } catch (const std::exception& e) {
-        std::fprintf(stderr, "ostravel-cli: no auto-save: %s\n", e.what());
-      }
-    }
-    return true;
-  }
-
-  // After the run. False when --save-register failed.
-  bool Conclude(const TSolveResult& res) {
-    if (saver_) {
-      if (res.status == TRunStatus::kCompleted) {
-        saver_->Finish();
-      } else if (res.status == TRunStatus::kStopped) {
-        // What the stopped run proved is kept for 'resume'.
-        saver_->Stop();
-        if (saver_->SaveNow())
-          std::fprintf(out_, "Register auto-saved to %s\n", saver_->Paths().registerFile.c_str());
-        else
-          std::fprintf(stderr, "ostravel-cli: auto-save: %s\n", saver_->LastError().c_str());
-      } else {
-        saver_->Stop();
-      }
-      saver_.reset();
-    }
-    const bool saved = files_.SaveFrom(*reg_, out_);
-    std::fflush(out_);
-    return saved;
-  }
-
- private:
-  const TRegisterOptions& files_;
-  std::FILE* out_;
-  std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg_;
-  std::unique_ptr<TAutoSaver> saver_;
-};
-
 TCliRunOptions RunOptions(const TSolveOptions& o, std::atomic<bool>* interrupt) {
   TCliRunOptions ro;
+  ro.registerOut = o.json ? stderr : stdout;
   ro.progress = !o.quiet && !o.json && isatty(STDERR_FILENO);
   ro.messages = !o.json;
   ro.interrupt = interrupt;
@@ -274,31 +237,39 @@ TCliRunOptions RunOptions(const TSolveOptions& o, std::atomic<bool>* interrupt) 
   return ro;
 }
 
-int SolveFen(const TSolveOptions& o, const TRegisterOptions& files) {
+int SolveFen(const TSolveOptions& o, const TRegisterOptions& files, const TTablebaseOptions& tb) {
   TSolveRequest r;
   if (!r.SetFen(o.fen)) return BadInput("solve: invalid FEN: " + o.fen);
-  if (!o.defence && !r.whiteToMove) return BadInput("solve: a directmate needs White to move (see --defence)");
+  if (!o.defence && !r.whiteToMove)
+    return BadInput("solve: a directmate needs White to move (see --defence)");
   ApplySettings(r, Settings());
   r.moves = o.moves;
   r.title = o.fen;
   r.problemId = 1;
   ApplyOptions(o, r);
+  files.ApplyTo(r);
   const TEngineTask task = o.defence ? TEngineTask::kDefence : TEngineTask::kMate;
-  // The problem record the auto-save writes to AutoSave.cp.
-  TProblem p;
-  p.position = r.position;
-  p.whiteToMove = r.whiteToMove;
-  p.moves = static_cast<uint16_t>(r.moves);
-  p.description = o.fen;
-  TRunRegister reg(files, o.json);
-  if (!reg.Prepare(p, 0, task, r)) return kExitBadInput;
   std::atomic<bool> interrupt{false};
   InterruptGuard guard(&interrupt);
+  const std::unique_ptr<CGlobalRegisterProbe> globalRegister =
+      o.globalRegister ? OpenGlobalRegister() : nullptr;
+  r.probe = nullptr;
+  TTablebaseSession tablebase(tb, Settings());
+  tablebase.Attach(r);
+  TProbeChain probes;
+  probes.Add(globalRegister.get());
+  probes.Add(r.probe);
+  r.probe = probes.Get();
   const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
+  tablebase.Conclude();
   const int code = Report(o, o.fen, r, out);
+  if (globalRegister && !o.json) std::printf("%s\n", GlobalRegisterNotice(*globalRegister).c_str());
   if (!out.refusal.empty()) return code;
-  const bool saved = reg.Conclude(out.result);
-  return saved || code != kExitOk ? code : kExitFailure;
+  if (!out.result.registerSaved) {
+    std::fprintf(stderr, "ostravel-cli: %s\n", out.result.registerError.c_str());
+    if (code == kExitOk) return kExitFailure;
+  }
+  return SignalExitCode(code);
 }
 
 // The solution found, as the variant the collection keeps: one line per key.
@@ -314,14 +285,19 @@ void StoreSolution(TProblem& p, const TSolveResult& res) {
   p.variants.push_back(v);
 }
 
-int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files) {
+int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const TTablebaseOptions& tb) {
   TCollectionReadResult coll;
   try {
-    coll = LoadCollectionFile(o.file);
+    // "-": a collection on standard input.
+    coll = o.file == "-" ? ReadCollection(ReadInput("-")) : LoadCollectionFile(o.file);
   } catch (const CollectionFileError& e) {
     return BadInput("solve: " + o.file + ": " + e.what());
   }
-  for (const auto& e : coll.errors) std::fprintf(stderr, "ostravel-cli: %s: %s\n", o.file.c_str(), e.Describe().c_str());
+  for (const auto& e : coll.errors)
+    std::fprintf(stderr, "ostravel-cli: %s: %s\n", o.file.c_str(), e.Describe().c_str());
+  if (o.store && o.file == "-") return BadInput("solve: --store needs a collection file, not standard input");
+  if (coll.moreErrors)
+    std::fprintf(stderr, "ostravel-cli: %s: %s\n", o.file.c_str(), coll.MoreErrorsText().c_str());
   if (o.store && !coll.ok())
     return BadInput("solve: --store would drop the records in error: correct the collection first");
   const int count = static_cast<int>(coll.problems.size());
@@ -345,21 +321,28 @@ int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files) {
 
   std::atomic<bool> interrupt{false};
   InterruptGuard guard(&interrupt);
+  const std::unique_ptr<CGlobalRegisterProbe> globalRegister =
+      o.globalRegister ? OpenGlobalRegister() : nullptr;
   nlohmann::json all = nlohmann::json::array();
   int exitCode = kExitOk, stored = 0;
+  TTablebaseSession tablebase(tb, Settings());
   for (int k : chosen) {
     TProblem& p = coll.problems[static_cast<size_t>(k - 1)];
     TSolveRequest r = RequestFromProblem(p, Settings(), static_cast<uint32_t>(k));
     ApplyOptions(o, r);
+    files.ApplyTo(r);
     const TEngineTask task = p.whiteToMove ? TEngineTask::kMate : TEngineTask::kDefence;
-    if (!o.json) std::printf("%sProblem %d: #%d %s\n", k == chosen.front() ? "" : "\n", k, p.moves, r.title.c_str());
+    if (!o.json)
+      std::printf("%sProblem %d: #%d %s\n", k == chosen.front() ? "" : "\n", k, p.moves, r.title.c_str());
     std::fflush(stdout);
-    TRunRegister reg(files, o.json);
-    if (!reg.Prepare(p, k, task, r)) {
-      exitCode = kExitBadInput;
-      break;
-    }
+    r.probe = nullptr;
+    tablebase.Attach(r);
+    TProbeChain probes;
+    probes.Add(globalRegister.get());
+    probes.Add(r.probe);
+    r.probe = probes.Get();
     const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
+    tablebase.Conclude();
     const std::string fen = p.Fen();
     if (!out.refusal.empty()) {
       std::fprintf(stderr, "ostravel-cli: problem %d: %s\n", k, out.refusal.c_str());
@@ -385,9 +368,12 @@ int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files) {
       StoreSolution(p, res);
       ++stored;
     }
-    if (!reg.Conclude(res) && exitCode == kExitOk) exitCode = kExitFailure;
+    if (!res.registerSaved) {
+      std::fprintf(stderr, "ostravel-cli: %s\n", res.registerError.c_str());
+      if (exitCode == kExitOk) exitCode = kExitFailure;
+    }
     if (out.interrupted) {
-      exitCode = kExitStopped;
+      exitCode = SignalExitCode(kExitStopped);
       break;
     }
   }
@@ -399,13 +385,14 @@ int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files) {
   }
   if (stored) {
     try {
-      SaveCollectionFile(o.file, coll.problems);
+      SaveCollectionFile(o.file, coll.problems, &coll.stamp);
     } catch (const CollectionFileError& e) {
       std::fprintf(stderr, "ostravel-cli: %s: %s\n", o.file.c_str(), e.what());
       return kExitFailure;
     }
     if (!o.json) std::printf("\nStored the solutions of %d problem(s) in %s\n", stored, o.file.c_str());
   }
+  if (globalRegister && !o.json) std::printf("%s\n", GlobalRegisterNotice(*globalRegister).c_str());
   return exitCode;
 }
 
@@ -414,14 +401,17 @@ int RunSolve(const std::vector<std::string>& args) {
     Help();
     return kExitOk;
   }
+  if (IsEpdBatch(args)) return RunEpdBatch(args);
   std::vector<std::string> rest = args;
   TRegisterOptions files;
   if (const std::string e = files.Consume(rest); !e.empty()) return BadInput("solve: " + e);
+  TTablebaseOptions tb;
+  if (const std::string e = tb.Consume(rest); !e.empty()) return BadInput("solve: " + e);
   TSolveOptions o;
   const std::string error = ParseArgs(rest, o);
   if (!error.empty()) return BadInput(error);
   for (const std::string& w : LoadSettings()) std::fprintf(stderr, "Warning: %s\n", w.c_str());
-  return o.file.empty() ? SolveFen(o, files) : SolveCollection(o, files);
+  return o.file.empty() ? SolveFen(o, files, tb) : SolveCollection(o, files, tb);
 }
 
 }  // namespace

@@ -9,10 +9,10 @@ namespace ostravel::cli {
 
 // Exit codes that scripts can rely on.
 enum ExitCode : int {
-  kExitOk = 0,          // the work completed
-  kExitBadInput = 1,    // bad arguments or input; the message went to stderr
-  kExitFailure = 2,     // the work ran and failed (I/O error, regression failure...)
-  kExitStopped = 130,   // stopped by the user (Ctrl-C); partial results were printed
+  kExitOk = 0,         // the work completed
+  kExitBadInput = 1,   // bad arguments or input; the message went to stderr
+  kExitFailure = 2,    // the work ran and failed (I/O error, regression failure...)
+  kExitStopped = 130,  // stopped by the user (Ctrl-C); partial results were printed
 };
 
 using CommandFn = int (*)(const std::vector<std::string>& args);

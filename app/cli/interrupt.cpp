@@ -1,16 +1,22 @@
 #include "interrupt.h"
 
-#include <csignal>
 #include <unistd.h>
+
+#include <csignal>
 
 namespace ostravel::cli {
 
 namespace {
 std::atomic<std::atomic<bool>*> g_flag{nullptr};
-std::atomic<int> g_count{0};  // lock-free, so safe in a signal handler
+std::atomic<int> g_count{0};   // lock-free, so safe in a signal handler
+std::atomic<int> g_signal{0};  // the first signal taken
 
-void OnSigint(int) {
-  if (g_count.fetch_add(1) + 1 >= 2) _exit(130);
+constexpr int kStopSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+void OnStopSignal(int sig) {
+  if (g_count.fetch_add(1) + 1 >= 2) _exit(128 + sig);
+  int none = 0;
+  g_signal.compare_exchange_strong(none, sig);
   if (auto* f = g_flag.load()) f->store(true);
 }
 }  // namespace
@@ -18,26 +24,43 @@ void OnSigint(int) {
 InterruptGuard::InterruptGuard(std::atomic<bool>* flag) {
   g_flag.store(flag);
   g_count.store(0);
+  g_signal.store(0);
   struct sigaction sa {};
-  sa.sa_handler = OnSigint;
+  sa.sa_handler = OnStopSignal;
   sigemptyset(&sa.sa_mask);
-  sigaction(SIGINT, &sa, nullptr);
+  for (int sig : kStopSignals) sigaction(sig, &sa, nullptr);
 }
 
 InterruptGuard::~InterruptGuard() {
   struct sigaction sa {};
   sa.sa_handler = SIG_DFL;
   sigemptyset(&sa.sa_mask);
-  sigaction(SIGINT, &sa, nullptr);
+  for (int sig : kStopSignals) sigaction(sig, &sa, nullptr);
   g_flag.store(nullptr);
 }
 
-bool InterruptGuard::Interrupted() { return g_count.load() > 0; }
+bool InterruptGuard::Interrupted() {
+  return g_count.load() > 0;
+}
+
+int InterruptGuard::Signal() {
+  return g_signal.load();
+}
+
+int SignalExitCode(int code) {
+  if (code != 130) return code;
+  const int sig = g_signal.load();
+  return sig == SIGTERM || sig == SIGHUP ? 128 + sig : code;
+}
 
 namespace {
 std::atomic<bool> g_pause{false};
-void OnTstp(int) { g_pause.store(true); }
-void OnCont(int) { g_pause.store(false); }
+void OnTstp(int) {
+  g_pause.store(true);
+}
+void OnCont(int) {
+  g_pause.store(false);
+}
 void Install(int sig, void (*fn)(int)) {
   struct sigaction sa {};
   sa.sa_handler = fn;
@@ -58,6 +81,8 @@ PauseGuard::~PauseGuard() {
   g_pause.store(false);
 }
 
-bool PauseGuard::PauseWanted() { return g_pause.load(); }
+bool PauseGuard::PauseWanted() {
+  return g_pause.load();
+}
 
 }  // namespace ostravel::cli

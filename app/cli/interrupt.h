@@ -1,13 +1,15 @@
 #pragma once
 // Ctrl-C handling for long commands: the first Ctrl-C asks the running work to
-// stop (through its own stop path, so partial results survive), a second one
-// exits at once.
+// stop (through its own stop path, so partial results survive and the
+// register is saved), a second one exits at once. SIGTERM and SIGHUP (a
+// shutdown, a closed terminal) are taken the same way: without it they would
+// lose everything since the last auto-save.
 #include <atomic>
 
 namespace ostravel::cli {
 
-// While a guard lives, SIGINT raises `flag`; a second SIGINT ends the process
-// with exit code 130.
+// While a guard lives, SIGINT, SIGTERM and SIGHUP raise `flag`; a second one
+// ends the process at once with 128 + the signal (130, 143, 129).
 class InterruptGuard {
  public:
   explicit InterruptGuard(std::atomic<bool>* flag);
@@ -16,7 +18,13 @@ class InterruptGuard {
   InterruptGuard& operator=(const InterruptGuard&) = delete;
   // True once Ctrl-C was pressed during the guard's life.
   static bool Interrupted();
+  // The first signal taken (SIGINT, SIGTERM, SIGHUP), 0 when none.
+  static int Signal();
 };
+
+// The exit code of a command whose work was stopped: kExitStopped (130)
+// becomes 143 after SIGTERM and 129 after SIGHUP; other codes stay.
+int SignalExitCode(int code);
 
 // While a guard lives, Ctrl-Z (SIGTSTP) asks for a pause instead of stopping
 // the process, and SIGCONT (fg) for the end of the pause.

@@ -7,6 +7,12 @@
 #include <vector>
 
 #include "command.h"
+#include "config/ini_file.h"
+#include "config/paths.h"
+#include "config/settings.h"
+#include "engine/crash_info.h"
+#include "engine/engine_run.h"
+#include "platform/crash_handler.h"
 
 namespace ostravel::cli {
 
@@ -15,12 +21,17 @@ std::vector<Command>& MutableCommands() {
   return cmds;
 }
 
-void RegisterCommand(const Command& cmd) { MutableCommands().push_back(cmd); }
+void RegisterCommand(const Command& cmd) {
+  MutableCommands().push_back(cmd);
+}
 
-const std::vector<Command>& Commands() { return MutableCommands(); }
+const std::vector<Command>& Commands() {
+  return MutableCommands();
+}
 
 bool WantsHelp(const std::vector<std::string>& args) {
-  return std::any_of(args.begin(), args.end(), [](const std::string& a) { return a == "--help" || a == "-h"; });
+  return std::any_of(args.begin(), args.end(),
+                     [](const std::string& a) { return a == "--help" || a == "-h"; });
 }
 
 int BadInput(const std::string& msg) {
@@ -28,20 +39,51 @@ int BadInput(const std::string& msg) {
   return kExitBadInput;
 }
 
+int RunCrashTestCommand(const std::vector<std::string>& args);
+
 }  // namespace ostravel::cli
 
 namespace {
+
+// The engine's flags for the crash log (inside the crash handler).
+[[maybe_unused]] void EngineCrashInfo(ostravel::TCrashExtendedInfo& info) {
+  ostravel::FillEngineCrashInfo(info);
+}
+
+// The crash handler, unless UseSystemCrashHandler leaves crashes to the
+// system. Sanitizer builds keep their own reports.
+void InstallCrashHandlerUnlessDisabled() {
+#ifndef OSTRAVEL_SANITIZED
+  using namespace ostravel;
+  try {
+    TIniFile ini;
+    ini.Load(OptionsFilePath());
+    if (ini.GetInt(kSettingsSection, "UseSystemCrashHandler", 0) != 0) return;
+  } catch (const std::exception&) {
+    // An unreadable options file is reported by the commands that need it.
+  }
+  TCrashHandlerOptions options;
+  options.logFolder = FileLocations().dataFolder.string();
+  options.stderrNote = "ostravel-cli: crashed; crash log written to";
+  InstallCrashHandler(options);
+  AddCrashInfoProvider(EngineCrashInfo);
+#endif
+}
 
 void PrintUsage(FILE* out) {
   auto cmds = ostravel::cli::Commands();
   std::sort(cmds.begin(), cmds.end(),
             [](const auto& a, const auto& b) { return std::string(a.name) < b.name; });
   std::fprintf(out,
-               "Ostravel " OSTRAVEL_VERSION " - solver of orthodox directmate problems\n\n"
+               "Ostravel " OSTRAVEL_VERSION
+               " - solver of orthodox directmate problems\n\n"
                "Usage: ostravel-cli <command> [options]   (ostravel-cli <command> --help for details)\n\n"
                "Commands:\n");
   for (const auto& c : cmds) std::fprintf(out, "  %-10s %s\n", c.name, c.summary);
   std::fprintf(out,
+               "\nOptions:\n"
+               "  -h, --help     print this help\n"
+               "  --version      print the version\n"
                "\nExit codes: 0 done, 1 bad input (message on stderr), 2 failure, 130 stopped by Ctrl-C.\n");
 }
 
@@ -63,6 +105,8 @@ int main(int argc, char** argv) {
     return kExitOk;
   }
   std::vector<std::string> args(argv + 2, argv + argc);
+  InstallCrashHandlerUnlessDisabled();
+  if (name == "crash-test") return RunCrashTestCommand(args);
   for (const auto& c : Commands()) {
     if (name == c.name) {
       try {

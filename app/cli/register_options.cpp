@@ -1,25 +1,12 @@
 #include "register_options.h"
 
-#include <chrono>
-#include <condition_variable>
+#include <algorithm>
 #include <exception>
-#include <mutex>
-#include <thread>
+#include <stdexcept>
 
-#include "config/settings.h"
-#include "engine/mate_search.h"
-#include "registers/register_file.h"
-#include "registers/temporary_register.h"
+#include "engine/analysis.h"
 
 namespace ostravel::cli {
-
-namespace {
-
-void PrintMessages(const std::vector<TUserMessage>& messages, std::FILE* out) {
-  for (const TUserMessage& m : messages) std::fprintf(out, "%s\n", m.text.c_str());
-}
-
-}  // namespace
 
 std::string TRegisterOptions::Consume(std::vector<std::string>& args) {
   std::vector<std::string> rest;
@@ -58,34 +45,11 @@ std::string TRegisterOptions::Consume(std::vector<std::string>& args) {
   return {};
 }
 
-bool TRegisterOptions::LoadInto(TAggregatedTemporaryChessboardRegister& reg, std::FILE* out) const {
-  if (loadFile.empty()) return true;
-  const TRegisterReadResult r = ReadRegisterFile(reg, loadFile, reg.BucketCount());
-  if (!r.completed) {
-    std::fprintf(stderr, "ostravel-cli: %s\n", r.error.c_str());
-    return false;
-  }
-  std::fprintf(out, "%s\n", r.report.c_str());
-  return true;
-}
-
-bool TRegisterOptions::SaveFrom(const TAggregatedTemporaryChessboardRegister& reg, std::FILE* out) const {
-  if (saveFile.empty()) return true;
-  TRegisterSaveOptions opt;
-  opt.compress = compress;
-  opt.limitMB = limitGiven ? limitMB : Settings().tempRegLimitMB;
-  try {
-    const TRegisterSaveResult r = SaveRegisterFile(reg, saveFile, opt);
-    if (r.status == 0) {
-      PrintMessages(r.messages, stderr);
-      return false;
-    }
-    PrintMessages(r.messages, out);
-    return true;
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "ostravel-cli: %s\n", e.what());
-    return false;
-  }
+void TRegisterOptions::ApplyTo(TSolveRequest& r) const {
+  if (!loadFile.empty()) r.registerFiles.loadFile = loadFile;
+  if (!saveFile.empty()) r.registerFiles.saveFile = saveFile;
+  r.registerFiles.compress = compress;
+  if (limitGiven) r.registerFiles.saveLimitMB = limitMB;
 }
 
 const char* TRegisterOptions::HelpText() {
@@ -100,32 +64,32 @@ TRegisterSolve SolveOnRegister(std::shared_ptr<TAggregatedTemporaryChessboardReg
                                const TChessboard& root, int nMoves, const TSearchSettings& settings,
                                double stopAfterSeconds, std::atomic<bool>* interrupt, bool explain) {
   TRegisterSolve out;
-  TMateSearch search(settings, std::move(reg));
-  std::mutex m;
-  std::condition_variable cv;
-  bool done = false;
-  const auto t0 = std::chrono::steady_clock::now();
-  std::thread worker([&] {
-    out.result = search.FindForcedMate(root, nMoves);
-    std::lock_guard<std::mutex> lk(m);
-    done = true;
-    cv.notify_all();
-  });
-  {
-    std::unique_lock<std::mutex> lk(m);
-    while (!done) {
-      cv.wait_for(lk, std::chrono::milliseconds(5));
-      const double el = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-      if ((stopAfterSeconds > 0 && el >= stopAfterSeconds) || (interrupt && interrupt->load()))
-        search.RequestStop();
-    }
-  }
-  worker.join();
-  out.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-  out.stopped = out.result == kResEndOfDepth;
-  out.nodes = search.Nodes();
-  if (explain && !out.stopped) search.Explain(root, nMoves);
-  out.solutions = search.Solutions();
+  TSolveRequest r;
+  r.problemId = 1;
+  r.position = root.context ? *root.context : TTaskContext{};
+  std::copy(std::begin(root.board), std::end(root.board), std::begin(r.position.initialBoard));
+  r.whiteToMove = true;
+  r.moves = nMoves;
+  r.mode = settings.mode;
+  r.threads = static_cast<uint8_t>(std::clamp(settings.threads, 1, 255));
+  r.levels = static_cast<uint8_t>(std::clamp(settings.levels, 1, 64));
+  r.sortIndications = settings.sortIndications;
+  r.computeVariations = explain;
+  r.reg = std::move(reg);
+  TEngine engine;
+  TRunWatch watch;
+  watch.timeLimit = stopAfterSeconds;
+  watch.stop = interrupt;
+  const TRunOutcome run = RunAndWait(engine, r, TEngineTask::kAuxMate, {}, watch);
+  if (!run.refusal.empty()) throw std::runtime_error(run.refusal);
+  const TSolveResult& res = run.result;
+  if (res.status == TRunStatus::kRefused || res.status == TRunStatus::kFailed)
+    throw std::runtime_error(res.message);
+  out.stopped = res.status == TRunStatus::kStopped;
+  out.result = out.stopped ? kResEndOfDepth : res.solutions.empty() ? kResNoMate : kResMate;
+  out.seconds = res.seconds;
+  for (const TPassReport& p : res.passes) out.nodes += p.nodes;
+  out.solutions = res.solutions;
   return out;
 }
 

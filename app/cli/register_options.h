@@ -4,8 +4,8 @@
 //   --save-register FILE   save the register after the search
 //   --compress             ... in the LZ4 container
 //   --limit-mb N           ... at most N MB (the longest results first)
-// A command takes them out of its argument list with Consume, calls LoadInto
-// before its search and SaveFrom after it.
+// A command takes them out of its argument list with Consume and hands them
+// to its request with ApplyTo; the engine loads and saves the files.
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "chess/board.h"
+#include "engine/engine.h"
 #include "engine/search_types.h"
 
 namespace ostravel {
@@ -35,20 +36,14 @@ struct TRegisterOptions {
   // stand. Returns an empty string, or what is wrong with them.
   std::string Consume(std::vector<std::string>& args);
 
-  // Before the search: loads loadFile (when given) into reg, keeping reg's
-  // bucket count, and prints the load report to out. On a bad file the error
-  // goes to stderr and false comes back; the records read before the fault
-  // stay in reg.
-  bool LoadInto(TAggregatedTemporaryChessboardRegister& reg, std::FILE* out = stdout) const;
-  // After the search: saves reg to saveFile (when given) and prints the
-  // report to out. False, with the error on stderr, when it failed.
-  bool SaveFrom(const TAggregatedTemporaryChessboardRegister& reg, std::FILE* out = stdout) const;
+  // The files into the request (a file to load adds to what it has already).
+  void ApplyTo(TSolveRequest& r) const;
 
   // Lines for a command's --help.
   static const char* HelpText();
 };
 
-// A search on a given register (the register a resumed analysis loaded).
+// A search on a given register, through the engine (register bench-resume).
 struct TRegisterSolve {
   uint8_t result = 0;  // of FindForcedMate
   bool stopped = false;
@@ -57,7 +52,7 @@ struct TRegisterSolve {
   std::vector<TSolution> solutions;
 };
 
-// Solves root (White to move) for mate in nMoves with TMateSearch on reg,
+// Solves root (White to move) for mate in nMoves on reg,
 // stopping after stopAfterSeconds (0: never) or when *interrupt is raised.
 // With explain, the threats and variations of the keys are filled in.
 TRegisterSolve SolveOnRegister(std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg,

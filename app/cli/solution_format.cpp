@@ -7,6 +7,7 @@
 
 #include "chess/notation.h"
 #include "config/settings.h"
+#include "engine/analysis.h"
 #include "engine/engine_texts.h"
 #include "engine/mate_search.h"
 #include "interrupt.h"
@@ -41,19 +42,27 @@ nlohmann::json VariationsJson(const std::vector<TVariation>& vs) {
 
 const char* StatusName(TRunStatus s) {
   switch (s) {
-    case TRunStatus::kCompleted: return "completed";
-    case TRunStatus::kStopped: return "stopped";
-    default: return "error";
+    case TRunStatus::kCompleted:
+      return "completed";
+    case TRunStatus::kStopped:
+      return "stopped";
+    default:
+      return "error";
   }
 }
 
 const char* PassKindName(TPassKind k) {
   switch (k) {
-    case TPassKind::kWithHeuristics: return "with heuristics";
-    case TPassKind::kWithoutHeuristics: return "without heuristics";
-    case TPassKind::kBruteForce: return "brute force";
-    case TPassKind::kHybridPhase1: return "hybrid phase 1";
-    case TPassKind::kHybridPhase2: return "hybrid phase 2";
+    case TPassKind::kWithHeuristics:
+      return "with heuristics";
+    case TPassKind::kWithoutHeuristics:
+      return "without heuristics";
+    case TPassKind::kBruteForce:
+      return "brute force";
+    case TPassKind::kHybridPhase1:
+      return "hybrid phase 1";
+    case TPassKind::kHybridPhase2:
+      return "hybrid phase 2";
   }
   return "";
 }
@@ -100,22 +109,33 @@ nlohmann::json SolutionJson(const TSolution& s) {
 
 const char* ModeName(SolutionMode m) {
   switch (m) {
-    case SolutionMode::kSingle: return "single";
-    case SolutionMode::kAtMost2: return "2";
-    case SolutionMode::kAtMost3: return "3";
-    case SolutionMode::kAtMost4: return "4";
-    case SolutionMode::kAll: return "all";
+    case SolutionMode::kSingle:
+      return "single";
+    case SolutionMode::kAtMost2:
+      return "2";
+    case SolutionMode::kAtMost3:
+      return "3";
+    case SolutionMode::kAtMost4:
+      return "4";
+    case SolutionMode::kAll:
+      return "all";
   }
   return "all";
 }
 
 bool ParseModeName(const std::string& s, SolutionMode& m) {
-  if (s == "single" || s == "1") m = SolutionMode::kSingle;
-  else if (s == "2") m = SolutionMode::kAtMost2;
-  else if (s == "3") m = SolutionMode::kAtMost3;
-  else if (s == "4") m = SolutionMode::kAtMost4;
-  else if (s == "all") m = SolutionMode::kAll;
-  else return false;
+  if (s == "single" || s == "1")
+    m = SolutionMode::kSingle;
+  else if (s == "2")
+    m = SolutionMode::kAtMost2;
+  else if (s == "3")
+    m = SolutionMode::kAtMost3;
+  else if (s == "4")
+    m = SolutionMode::kAtMost4;
+  else if (s == "all")
+    m = SolutionMode::kAll;
+  else
+    return false;
   return true;
 }
 
@@ -183,6 +203,10 @@ nlohmann::json RunJson(const std::string& fen, const TSolveRequest& r, const TSo
   return j;
 }
 
+std::string ConsoleProgressLine(const TProgressSnapshot& s) {
+  return ProgressLine(s) + "             \r";
+}
+
 TCliRunOutcome RunOnEngine(const TSolveRequest& r, TEngineTask task, const TCliRunOptions& opt) {
   TCliRunOutcome out;
   TEngine engine;
@@ -202,41 +226,53 @@ TCliRunOutcome RunOnEngine(const TSolveRequest& r, TEngineTask task, const TCliR
     }
     return opt.acceptThreadProposal;
   };
+  cb.onEvent = [&opt](const TEngineEvent& e) {
+    switch (e.kind) {
+      case TEngineEvent::kRegisterLoaded:
+      case TEngineEvent::kRegisterSaved:
+        if (!opt.registerReports) break;
+        std::fprintf(opt.registerOut, "%s\n", e.text.c_str());
+        std::fflush(opt.registerOut);
+        break;
+      case TEngineEvent::kRegisterWarning:
+        std::fprintf(stderr, "ostravel-cli: %s\n", e.text.c_str());
+        break;
+      case TEngineEvent::kAutoSaved:
+        std::fprintf(opt.registerOut, "Register auto-saved to %s\n", e.text.c_str());
+        std::fflush(opt.registerOut);
+        break;
+      default:
+        break;
+    }
+  };
   if (Settings().EnableManualEngineControl && opt.messages) std::printf("%s\n", kManualControlWarning);
-  out.refusal = engine.Start(r, cb, task);
-  if (!out.refusal.empty()) return out;
   PauseGuard pause;
-  bool paused = false;
-  const auto t0 = std::chrono::steady_clock::now();
-  while (!engine.WaitFor(std::chrono::milliseconds(50))) {
-    // Ctrl-Z pauses the search threads, fg (SIGCONT) lets them go on.
-    if (PauseGuard::PauseWanted() != paused) {
-      paused = !paused;
-      engine.SetPaused(paused);
-      if (paused) std::fprintf(stderr, "\nPaused (Ctrl-Z); continue with fg or kill -CONT %d\n", static_cast<int>(getpid()));
-      else std::fprintf(stderr, "Resumed\n");
-    }
-    if (opt.interrupt && opt.interrupt->load() && !out.interrupted) {
-      out.interrupted = true;
-      engine.RequestStop();
-    }
-    const double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-    if (opt.timeLimit > 0 && secs > opt.timeLimit && !out.timedOut && !out.interrupted) {
-      out.timedOut = true;
-      engine.RequestStop();
-    }
-    if (opt.progress) {
-      const TProgressSnapshot s = engine.Snapshot();
-      if (s.state != TRunState::kRunning) continue;
-      std::string line = ProgressLine(s);
-      if (!line.empty() && line.back() == '\r') line.pop_back();
-      std::fprintf(stderr, "%s  %s  %s\r", DepthReportLine(s).c_str(), line.c_str(), MemoryText(s.registerMB).c_str());
-    }
-  }
-  engine.Wait();
+  TRunWatch watch;
+  watch.timeLimit = opt.timeLimit;
+  watch.stop = opt.interrupt;
+  // Ctrl-Z pauses the search threads, fg (SIGCONT) lets them go on.
+  watch.pauseWanted = [] { return PauseGuard::PauseWanted(); };
+  watch.onPause = [](bool paused) {
+    if (paused)
+      std::fprintf(stderr, "\nPaused (Ctrl-Z); continue with fg or kill -CONT %d\n",
+                   static_cast<int>(getpid()));
+    else
+      std::fprintf(stderr, "Resumed\n");
+  };
+  if (opt.progress)
+    watch.onTick = [](TEngine& e) {
+      const TProgressSnapshot s = e.Snapshot();
+      if (s.state != TRunState::kRunning) return;
+      std::fprintf(stderr, "%s  %s  %s\r", DepthReportLine(s).c_str(), ProgressLine(s).c_str(),
+                   MemoryText(s.registerMB).c_str());
+    };
+  TRunOutcome run = RunAndWait(engine, r, task, std::move(cb), watch);
   if (opt.progress) std::fprintf(stderr, "%100s\r", "");
-  out.result = engine.Result();
-  out.endText = engine.EndTextOfRun();
+  out.refusal = std::move(run.refusal);
+  out.result = std::move(run.result);
+  out.endText = std::move(run.endText);
+  out.interrupted = run.stoppedByFlag;
+  out.timedOut = run.timedOut;
   return out;
 }
 

@@ -2,11 +2,12 @@
 // Text and JSON forms of solutions and engine runs, and the terminal adapter
 // over the engine facade, shared by the solving commands.
 #include <atomic>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
-#include "engine/engine_run.h"
+#include "engine/engine.h"
 #include "engine/search_types.h"
 
 namespace ostravel::cli {
@@ -29,11 +30,13 @@ nlohmann::json RunJson(const std::string& fen, const TSolveRequest& r, const TSo
                        const std::string& endText);
 
 struct TCliRunOptions {
-  bool progress = false;   // the progress line on stderr (a terminal only)
-  bool messages = true;    // the summary and the run's notices on stdout
-  double timeLimit = 0;    // seconds; 0 none. Reaching it stops the run.
+  bool progress = false;                   // the progress line on stderr (a terminal only)
+  bool messages = true;                    // the summary and the run's notices on stdout
+  double timeLimit = 0;                    // seconds; 0 none. Reaching it stops the run.
   std::atomic<bool>* interrupt = nullptr;  // raised by Ctrl-C: stops the run
   bool acceptThreadProposal = false;       // the answer to the engine's thread-count question
+  std::FILE* registerOut = stdout;         // the register files' reports (stderr beside JSON)
+  bool registerReports = true;             // print the load and save reports at all
 };
 
 struct TCliRunOutcome {
@@ -43,6 +46,9 @@ struct TCliRunOutcome {
   bool interrupted = false;  // stopped by Ctrl-C
   bool timedOut = false;     // stopped by the time limit
 };
+
+// The progress line as the console shows it: padded and ended with '\r'.
+std::string ConsoleProgressLine(const TProgressSnapshot& s);
 
 // Runs one request on the engine and waits for its end, printing as the
 // options say.

@@ -69,9 +69,9 @@ TEST(Generator, PieceOrderIsTheDocumentedOne) {
   Pos p("4k3/2P5/8/8/3R4/8/8/1N2K3 w - - 0 1");
   TMove m[64];
   int n = GenerateWhitePieceMoves(p.b, String2Square("d4"), m);
-  EXPECT_EQ(Texts(p.b, m, n), (std::vector<std::string>{"Rd4-d5", "Rd4-d6", "Rd4-d7", "Rd4-d8", "Rd4-d3",
-                                                       "Rd4-d2", "Rd4-d1", "Rd4-e4", "Rd4-f4", "Rd4-g4",
-                                                       "Rd4-h4", "Rd4-c4", "Rd4-b4", "Rd4-a4"}));
+  EXPECT_EQ(Texts(p.b, m, n),
+            (std::vector<std::string>{"Rd4-d5", "Rd4-d6", "Rd4-d7", "Rd4-d8", "Rd4-d3", "Rd4-d2", "Rd4-d1",
+                                      "Rd4-e4", "Rd4-f4", "Rd4-g4", "Rd4-h4", "Rd4-c4", "Rd4-b4", "Rd4-a4"}));
   n = GenerateWhitePieceMoves(p.b, String2Square("b1"), m);
   EXPECT_EQ(Texts(p.b, m, n), (std::vector<std::string>{"Nb1-a3", "Nb1-c3", "Nb1-d2"}));
   n = GenerateWhitePieceMoves(p.b, String2Square("c7"), m);
@@ -89,7 +89,7 @@ TEST(Generator, BlackPawnsMirrorWhite) {
   EXPECT_EQ(Texts(p.b, m, n), (std::vector<std::string>{"d7-d6", "d7-d5"}));
   n = GenerateBlackPieceMoves(p.b, String2Square("b2"), m);
   EXPECT_EQ(Texts(p.b, m, n), (std::vector<std::string>{"b2-b1Q", "b2-b1R", "b2-b1B", "b2-b1N", "b2:a1Q",
-                                                       "b2:a1R", "b2:a1B", "b2:a1N"}));
+                                                        "b2:a1R", "b2:a1B", "b2:a1N"}));
 }
 
 TEST(Castling, RightsComeFromTheFenAndTheLine) {

@@ -99,9 +99,9 @@ TEST(ChessboardId, BuildErrors) {
 TEST(ChessboardId, MalformedText) {
   const std::string wrong = "Wrong chessboard id";
   EXPECT_EQ(Board6(""), wrong);
-  EXPECT_EQ(Board6("0000000000"), wrong);     // 60 bits: squares missing
-  EXPECT_EQ(Board6("000000000000"), wrong);   // a whole character of padding
-  EXPECT_EQ(Board6("0000000000g"), wrong);    // padding bit set (value 16)
+  EXPECT_EQ(Board6("0000000000"), wrong);    // 60 bits: squares missing
+  EXPECT_EQ(Board6("000000000000"), wrong);  // a whole character of padding
+  EXPECT_EQ(Board6("0000000000g"), wrong);   // padding bit set (value 16)
   EXPECT_EQ(Board6("00000 000000"), wrong);
   EXPECT_EQ(Board6("0000000000-"), wrong);
   EXPECT_EQ(Board6("0000000000\xc3"), wrong);

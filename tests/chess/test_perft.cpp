@@ -20,7 +20,8 @@ TEST(Perft, QuickSuiteMatchesEveryCount) {
     ASSERT_TRUE(FenToBoard(e.fen, b, ctx)) << e.fen;
     ASSERT_NO_THROW(ValidateAndRecount(b)) << e.fen;
     for (const auto& [depth, nodes] : e.counts) {
-      ASSERT_EQ(Perft(b, depth, PerftMode::kBulk), nodes) << "line " << e.lineNo << " " << e.fen << " D" << depth;
+      ASSERT_EQ(Perft(b, depth, PerftMode::kBulk), nodes)
+          << "line " << e.lineNo << " " << e.fen << " D" << depth;
       ++checked;
     }
   }

@@ -29,15 +29,36 @@ TEST(Fen, RoundTripAndFullMoveNumber) {
 TEST(Fen, MalformedTextFailsQuietly) {
   TTaskContext ctx;
   TChessboard b;
-  for (const char* bad : {"", "8", "{8/8/8/8/8/8/8/8 w - -}", "9/8/8/8/8/8/8/8 w - -",
-                          "8/8/8/8/8/8/8/8/8 w - -", "ppppppppp/8/8/8/8/8/8/8 w - -", "8/8/8/8/8/8/8 w - -",
-                          "8/8/8/8/8/8/8/7X w - -", "8/8/8/8/8/8/8/8 x - -", "8/8/8/8/8/8/8/8 w KX -",
-                          "8/8/8/8/8/8/8/8 w - z9", "8/8/8/8/8/8/8/8 w - e"})
+  for (const char* bad :
+       {"", "8", "{8/8/8/8/8/8/8/8 w - -}", "9/8/8/8/8/8/8/8 w - -", "8/8/8/8/8/8/8/8/8 w - -",
+        "ppppppppp/8/8/8/8/8/8/8 w - -", "8/8/8/8/8/8/8 w - -", "8/8/8/8/8/8/8/7X w - -",
+        "8/8/8/8/8/8/8/8 x - -", "8/8/8/8/8/8/8/8 w KX -", "8/8/8/8/8/8/8/8 w - z9", "8/8/8/8/8/8/8/8 w - e"})
     EXPECT_FALSE(FenToBoard(bad, b, ctx)) << bad;
   EXPECT_TRUE(FenToBoard("4k3/8/8/8/8/8/8/4K3", b, ctx));  // board only: White to move
   EXPECT_TRUE(b.WhiteToMove());
   EXPECT_TRUE(FenToBoard("4k3/8/8/8/8/8/8/4K3 b - - 12 40", b, ctx));
   EXPECT_FALSE(b.WhiteToMove());
+  EXPECT_TRUE(FenToBoard("4k3/8/8/8/8/8/8/4K3 w - - 0 1\r\n", b, ctx));
+}
+
+// Text that merely starts like a FEN is no FEN: an empty rank, junk after the
+// move counters (however long), an empty last rank.
+TEST(Fen, LenientFormsAreRefused) {
+  TTaskContext ctx;
+  TChessboard b;
+  const std::string junk = "4k3/8/8/8/8/8/8/4K3 w - - 0 1 " + std::string(120 * 1024, 'x');
+  for (const std::string& bad :
+       {std::string("4k3//8/8/8/8/8/4K3 w - - 0 1"), std::string("4k3/8/8/8/8/8/8/4K3/ w - -"),
+        std::string("4k3/8/8/8/8/8/8/4K3 w - - 0 1 junk"), std::string("4k3/8/8/8/8/8/8/4K3 w - - x 1"),
+        std::string("4k3/8/8/8/8/8/8/4K3 w - - 0 1 2"), junk})
+    EXPECT_FALSE(FenToBoard(bad, b, ctx)) << bad.substr(0, 60);
+}
+
+TEST(Fen, BadInputIsShownShortAndEscaped) {
+  EXPECT_EQ(TextForMessage("abc"), "abc");
+  EXPECT_EQ(TextForMessage("a\nb\x1b"), "a\\x0Ab\\x1B");
+  const std::string shown = TextForMessage(std::string(100000, 'y'), 10);
+  EXPECT_EQ(shown, "yyyyyyyyyy... (100000 characters)");
 }
 
 TEST(Squares, TextAndErrors) {
@@ -97,12 +118,12 @@ TEST(TextMoveMaker, FailureRules) {
   ASSERT_TRUE(FenToBoard("4k3/1P6/8/8/8/8/8/4K1NR w K - 0 1", b, ctx));
   ValidateAndRecount(b);
   SetRootPlies(b, 3);
-  EXPECT_EQ(MakeMoveFromText(b, "b7-b8", s), nullptr);     // promotion letter missing
-  EXPECT_EQ(MakeMoveFromText(b, "Ng1-f3Q", s), nullptr);   // promotion letter on a plain move
-  EXPECT_EQ(MakeMoveFromText(b, "Bg1-f3", s), nullptr);    // wrong piece
-  EXPECT_EQ(MakeMoveFromText(b, "Rh1-h9", s), nullptr);    // off the board
-  EXPECT_EQ(MakeMoveFromText(b, "e1-e2", s), nullptr);     // no pawn there
-  EXPECT_EQ(MakeMoveFromText(b, "Ke1", s), nullptr);       // too short
+  EXPECT_EQ(MakeMoveFromText(b, "b7-b8", s), nullptr);    // promotion letter missing
+  EXPECT_EQ(MakeMoveFromText(b, "Ng1-f3Q", s), nullptr);  // promotion letter on a plain move
+  EXPECT_EQ(MakeMoveFromText(b, "Bg1-f3", s), nullptr);   // wrong piece
+  EXPECT_EQ(MakeMoveFromText(b, "Rh1-h9", s), nullptr);   // off the board
+  EXPECT_EQ(MakeMoveFromText(b, "e1-e2", s), nullptr);    // no pawn there
+  EXPECT_EQ(MakeMoveFromText(b, "Ke1", s), nullptr);      // too short
   EXPECT_EQ(MakeMoveFromText(b, "0-0-", s), nullptr);
   // Well-formed but illegal: the exception names the text.
   try {

@@ -44,7 +44,7 @@ TEST(SettingsReadTest, EmptyFileGivesTheDefaults) {
   EXPECT_EQ(s.ShortRegTestSeconds, 10);
   EXPECT_TRUE(s.AutoSaveEnabled());
   EXPECT_GT(s.fixedLimitMB, 0u);
-  EXPECT_EQ(SettingKeys().size(), 40u);  // 38 options plus ShortRegTestSeconds and LastProcessedMsgId
+  EXPECT_EQ(SettingKeys().size(), 42u);  // 38 options, 2 kept by the program, 2 tablebase timeouts
 }
 
 TEST(SettingsReadTest, ValuesAreReadFromSectionChess) {
@@ -70,13 +70,22 @@ TEST(SettingsReadTest, LimitsAndConsistencyRules) {
   EXPECT_EQ(Read("[chess]\nSchedulerLevels=40\n").InternalSchedulerLevels(), 9);
   EXPECT_EQ(Read("[chess]\nSchedulerLevels=-40\n").InternalSchedulerLevels(), 0);
 
-  EXPECT_EQ(Read("[chess]\nMaxMemRatioForTempReg=250\n").MaxMemRatioForTempReg, 100);
-  EXPECT_EQ(Read("[chess]\nMaxMemRatioForPrecalculatedData=-5\n").MaxMemRatioForPrecalculatedData, 0);
+  // Out of its limits or not a number: a warning, and the default.
+  std::vector<std::string> w;
+  EXPECT_EQ(Read("[chess]\nMaxMemRatioForTempReg=250\n", &w).MaxMemRatioForTempReg, 20);
+  EXPECT_EQ(Read("[chess]\nMaxMemRatioForPrecalculatedData=-5\n", &w).MaxMemRatioForPrecalculatedData, 20);
+  EXPECT_EQ(Read("[chess]\nMaxMemRatioForTempReg=0\n", &w).MaxMemRatioForTempReg, 20);
+  EXPECT_EQ(Read("[chess]\nMaxMemRatioForTempReg=lots\n", &w).MaxMemRatioForTempReg, 20);
+  EXPECT_EQ(Read("[chess]\nAutoSaveMB=12x\n", &w).AutoSaveMB, 256);
+  ASSERT_EQ(w.size(), 5u);
+  EXPECT_EQ(w[0], "Setting MaxMemRatioForTempReg = \"250\" is outside 1..100; the default 20 is used.");
+  EXPECT_EQ(w[3], "Setting MaxMemRatioForTempReg = \"lots\" is not a number; the default 20 is used.");
+  EXPECT_EQ(Read("[chess]\nMaxMemRatioForTempReg= 35 \n").MaxMemRatioForTempReg, 35);
   EXPECT_EQ(Read("[chess]\nLanguageId=9\n").LanguageId, 1);
 
   // Other values are kept as the file gives them.
   EXPECT_EQ(Read("[chess]\nWarnAboutSecondInstanceOfProgram=7\n").WarnAboutSecondInstanceOfProgram, 7);
-  EXPECT_EQ(Read("[chess]\nCustomizedVersion=99999999999\n").CustomizedVersion, INT_MAX);
+  EXPECT_EQ(Read("[chess]\nCustomizedVersion=99999999999\n").CustomizedVersion, 0);
 }
 
 TEST(SettingsReadTest, WarningsToShow) {
@@ -117,10 +126,13 @@ TEST(SettingsDerivedTest, LimitsFollowPhysicalMemory) {
   s.UpdateDerivedLimits(UINT64_MAX - 7);
   EXPECT_EQ(s.precalcLimitBytes, UINT64_MAX - 7);
 
-  // A ratio out of range (set by hand) counts as clamped.
+  // A ratio out of range (set by hand) still leaves the register its
+  // working minimum, or half the memory of a very small machine.
   s.MaxMemRatioForTempReg = -10;
   s.UpdateDerivedLimits(1ull << 30);
-  EXPECT_EQ(s.tempRegLimitMB, 0u);
+  EXPECT_EQ(s.tempRegLimitMB, kMinTempRegLimitMB);
+  s.UpdateDerivedLimits(64ull << 20);
+  EXPECT_EQ(s.tempRegLimitMB, 32u);
 }
 
 TEST(SettingsWriteTest, DialogWritesOnlyItsKeysAndKeepsForeignLines) {

@@ -16,7 +16,9 @@
 
 namespace ostravel {
 // Test names show the problem's id rather than its bytes.
-inline void PrintTo(const TReferenceProblem& p, std::ostream* os) { *os << p.id << " #" << p.moves; }
+inline void PrintTo(const TReferenceProblem& p, std::ostream* os) {
+  *os << p.id << " #" << p.moves;
+}
 }  // namespace ostravel
 
 namespace ostravel::test {

@@ -5,9 +5,15 @@
 namespace ostravel {
 namespace {
 
-TEST(Directmates, TwoMoversGiveExactKeySets) { test::CheckCompleteRows(1, 2); }
-TEST(Directmates, ThreeMoversGiveExactKeySets) { test::CheckCompleteRows(3, 3); }
-TEST(Directmates, FourMoversGiveExactKeySets) { test::CheckCompleteRows(4, 4); }
+TEST(Directmates, TwoMoversGiveExactKeySets) {
+  test::CheckCompleteRows(1, 2);
+}
+TEST(Directmates, ThreeMoversGiveExactKeySets) {
+  test::CheckCompleteRows(3, 3);
+}
+TEST(Directmates, FourMoversGiveExactKeySets) {
+  test::CheckCompleteRows(4, 4);
+}
 
 }  // namespace
 }  // namespace ostravel

@@ -20,11 +20,11 @@ namespace {
 using namespace std::chrono_literals;
 
 // Problems of the sample collection.
-constexpr const char* kTwoMatesInOne = "k7/8/1K6/8/8/8/8/2RR4 w - - 0 1";          // Rc8#, Rd8#
-constexpr const char* kFourKeys = "7B/5R2/3p3N/3P4/1K2k2r/4N3/4Q3/8 w - - 0 1";     // mt-010, #2
-constexpr const char* kNoSolution = "8/8/8/8/8/8/8/k1K5 w - - 0 1";                 // vaeth-01, #2
-constexpr const char* kRepetition = "8/8/3K4/2R5/8/2Pk4/5Q2/8 w - - 0 1";          // vaeth-55, #3
-constexpr const char* kLong = "4k2K/3R1R2/8/8/8/8/8/6r1 w - - 0 1";                 // mt-127, #8
+constexpr const char* kTwoMatesInOne = "k7/8/1K6/8/8/8/8/2RR4 w - - 0 1";        // Rc8#, Rd8#
+constexpr const char* kFourKeys = "7B/5R2/3p3N/3P4/1K2k2r/4N3/4Q3/8 w - - 0 1";  // mt-010, #2
+constexpr const char* kNoSolution = "8/8/8/8/8/8/8/k1K5 w - - 0 1";              // vaeth-01, #2
+constexpr const char* kRepetition = "8/8/3K4/2R5/8/2Pk4/5Q2/8 w - - 0 1";        // vaeth-55, #3
+constexpr const char* kLong = "4k2K/3R1R2/8/8/8/8/8/6r1 w - - 0 1";              // mt-127, #8
 
 struct TCapture {
   std::mutex lock;
@@ -91,7 +91,9 @@ std::set<std::string> Keys(const TSolveResult& r) {
   return s;
 }
 
-bool Contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+bool Contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
 
 // ---------------------------------------------------------------- start of a run
 
@@ -120,7 +122,8 @@ TEST(EngineStart, CheckedKingsAreRefusedWithTheirTexts) {
   TCapture defence;
   Solve(Request("k3r3/8/8/8/8/8/8/4K3 b - - 0 1", 2), defence, TEngineTask::kDefence);
   EXPECT_EQ(defence.result.status, TRunStatus::kRefused);
-  EXPECT_EQ(defence.result.message, "White king cannot be checked in the mate-defence task starting postition.");
+  EXPECT_EQ(defence.result.message,
+            "White king cannot be checked in the mate-defence task starting postition.");
 
   TCapture kings;
   Solve(Request("8/8/8/8/8/8/8/K7 w - - 0 1", 2), kings);
@@ -206,7 +209,8 @@ TEST(SolutionModes, NoSolutionTexts) {
   EXPECT_EQ(cap.result.status, TRunStatus::kCompleted);
   EXPECT_TRUE(cap.result.solutions.empty());
   EXPECT_TRUE(Contains(cap.endText, "Engine has completed: test (AllSolutions)"));
-  EXPECT_TRUE(Contains(cap.endText, "Thread solving problem test (AllSolutions) has completed successfully."));
+  EXPECT_TRUE(
+      Contains(cap.endText, "Thread solving problem test (AllSolutions) has completed successfully."));
   EXPECT_TRUE(Contains(cap.endText, ">> #2: No solution found of the problem test"));
   EXPECT_TRUE(Contains(cap.endText, "Not found any solutions for #2"));
   EXPECT_TRUE(Contains(cap.endText, "No solution found ("));
@@ -298,7 +302,8 @@ TEST(Passes, RepetitionIsShownOncePerRun) {
   EXPECT_EQ(Keys(cap.result), std::set<std::string>{"d6d7"});
   EXPECT_TRUE(cap.result.repetitionDetected);
   EXPECT_EQ(cap.Count(TEngineMessage::kWarning, "Position repetition"), 1);
-  EXPECT_TRUE(cap.Said("Program detected position repetition\nFor optimization reasons every postion repetition"));
+  EXPECT_TRUE(
+      cap.Said("Program detected position repetition\nFor optimization reasons every postion repetition"));
 }
 
 TEST(Passes, ARegisterSharedWithAnEarlierRunAnswersWithoutSearch) {

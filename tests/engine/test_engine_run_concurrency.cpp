@@ -61,7 +61,8 @@ TEST(EngineConcurrency, TwoRunsPolledWhileOneIsStopped) {
 TEST(EngineConcurrency, StopRightAfterStartIsNeverLost) {
   for (int i = 0; i < 10; ++i) {
     TEngine e;
-    ASSERT_EQ(e.Start(Request("4k2K/3R1R2/8/8/8/8/8/6r1 w - - 0 1", 8, 600 + static_cast<uint32_t>(i), 1), {}), "");
+    ASSERT_EQ(
+        e.Start(Request("4k2K/3R1R2/8/8/8/8/8/6r1 w - - 0 1", 8, 600 + static_cast<uint32_t>(i), 1), {}), "");
     if (i % 2) std::this_thread::sleep_for(std::chrono::milliseconds(i));
     const auto t0 = std::chrono::steady_clock::now();
     e.RequestStop();

@@ -1,6 +1,6 @@
 // The mate search beyond key sets: threats and variations replay to mate,
-// promotions and stalemate, the repetition setting, the template family's
-// errors and the register sizing.
+// promotions and stalemate, the repetition setting and the dispatcher's
+// errors.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -30,7 +30,9 @@ std::set<std::string> Keys(const TMateSearch& s) {
   return k;
 }
 
-bool IsMate(const TChessboard& b) { return InCheck(b) && !HasLegalMove(b); }
+bool IsMate(const TChessboard& b) {
+  return InCheck(b) && !HasLegalMove(b);
+}
 
 // Every variation line, replayed from the position after the key, must be
 // legal and end in mate within the plies left.
@@ -157,25 +159,27 @@ TEST(MateSearch, StalemateIsADefenceThatHolds) {
   EXPECT_EQ(Keys(s2).count("c1c7"), 0u);  // stalemate is not mate
 }
 
-TEST(MateSearch, BlackUnderPromotionIsSeenAsADefence) {
-  // 1.Qh7-h8? threatens mate, but 1...g1=N+ or other promotions must all be
-  // answered; the solver must find the defence by a knight promotion with check.
-  Task t("7k/7Q/8/8/8/8/6p1/K7 w - - 0 1", 2);
+TEST(MateSearch, AnUnderPromotionIsTheOnlyDefenceOfATry) {
+  // 1.Qg4-g5? threatens mate everywhere, but 1...a2-a1=N+ checks the king on
+  // c2: a search blind to under-promotions would list the try as a second key.
+  Task t("8/8/2R5/8/6Q1/7k/p1K5/8 w - - 0 1", 2);
   TMateSearch s(TSearchSettings{});
-  s.FindForcedMate(t.root, 2);
-  for (const auto& sol : s.Solutions()) {
-    TChessboard afterKey;
-    PlayMove(t.root, afterKey, sol.key);
-    // Whatever the key, every Black reply (promotions included) has a mate.
-    TMove replies[kMaxMoves];
-    const int n = GenerateLegalMoves(afterKey, replies);
-    for (int i = 0; i < n; ++i) {
-      TChessboard after;
-      PlayMove(afterKey, after, replies[i]);
-      TMateSearch one(TSearchSettings{});
-      EXPECT_EQ(one.ShortestMate(after, 1), 1) << sol.keyText << " " << MoveToText(afterKey, replies[i]);
-    }
+  EXPECT_EQ(s.FindForcedMate(t.root, 2), kResMate);
+  EXPECT_EQ(Keys(s), (std::set<std::string>{"c6g6"}));
+  TMove tryMove;
+  ASSERT_TRUE(ParseFullMove(t.root, "Qg4-g5", tryMove));
+  TChessboard afterTry;
+  PlayMove(t.root, afterTry, tryMove);
+  TMove replies[kMaxMoves];
+  const int n = GenerateLegalMoves(afterTry, replies);
+  std::set<std::string> holding;
+  for (int i = 0; i < n; ++i) {
+    TChessboard after;
+    PlayMove(afterTry, after, replies[i]);
+    TMateSearch one(TSearchSettings{});
+    if (one.ShortestMate(after, 1) == 0) holding.insert(MoveToUci(replies[i]));
   }
+  EXPECT_EQ(holding, (std::set<std::string>{"a2a1n"}));
 }
 
 TEST(MateSearch, RepetitionCutKeepsTheKeys) {
@@ -216,29 +220,13 @@ TEST(MateSearch, TemplateFamilyRejectsValuesOutsideItsSets) {
   EXPECT_EQ(message([](TSearchSettings&) {}), "ok");
   EXPECT_EQ(message([](TSearchSettings& s) { s.lookForQuickerMateDepth = 9; }), "ok");
   EXPECT_EQ(message([](TSearchSettings& s) { s.verifyHeuristics = 255; }), "ok");
-  EXPECT_EQ(message([](TSearchSettings& s) { s.lookForQuickerMateDepth = 10; }),
-            "Error: no implementation in FindMateMultithreadingLevelThreadProcFFM for m_shLookForQuickerMateDepth");
+  EXPECT_EQ(
+      message([](TSearchSettings& s) { s.lookForQuickerMateDepth = 10; }),
+      "Error: no implementation in FindMateMultithreadingLevelThreadProcFFM for m_shLookForQuickerMateDepth");
   EXPECT_EQ(message([](TSearchSettings& s) { s.verifyHeuristics = 2; }),
             "Error: no implementation in FindMateMultithreadingLevelThreadProcFFM for VerifyHeuristics");
   EXPECT_EQ(message([](TSearchSettings& s) { s.allowExceptions = 2; }),
             "Error: no implementation in FindMateMultithreadingLevelThreadProcFFM for bAllowExceptions");
-}
-
-TEST(MateSearch, RegisterSizingPerRun) {
-  EXPECT_EQ(RegisterBucketsForRun(13, false, 100000), 16384u);
-  EXPECT_EQ(RegisterBucketsForRun(15, true, 100000), 16384u);
-  EXPECT_EQ(RegisterBucketsForRun(15, false, 100000), 524288u);
-  EXPECT_EQ(RegisterBucketsForRun(23, false, 8192), 524288u);
-  EXPECT_EQ(RegisterBucketsForRun(23, false, 8193), 4194304u);
-}
-
-TEST(MateSearch, ResultWords) {
-  EXPECT_STREQ(ResultWord(kResMate), "mate");
-  EXPECT_STREQ(ResultWord(kResNoMate), "no mate");
-  EXPECT_STREQ(ResultWord(kResEndOfDepth), "end of FindForcedMate depth");
-  EXPECT_STREQ(ResultWord(kResRepetition), "position repetition");
-  EXPECT_STREQ(ResultWord(kResDoubtful), "doubtful");
-  EXPECT_STREQ(ResultWord(7), "result error");
 }
 
 }  // namespace

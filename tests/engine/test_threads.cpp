@@ -70,7 +70,8 @@ TEST(ThreadProposal, RulesAtTheRoot) {
   in.rootPlies = 15;
   in.alreadyProposed = true;
   EXPECT_EQ(ProposeThreadCount(in), 0);
-  EXPECT_EQ(ThreadProposalQuestion(6), "Engine wants to force a different number of threads (6). Do you accept it?");
+  EXPECT_EQ(ThreadProposalQuestion(6),
+            "Engine wants to force a different number of threads (6). Do you accept it?");
 }
 
 std::vector<TMove> Moves(int n) {

@@ -11,7 +11,8 @@
 namespace ostravel {
 namespace {
 
-std::set<std::string> Solve(const TReferenceProblem& p, int threads, int levels, TMateSearch** out = nullptr) {
+std::set<std::string> Solve(const TReferenceProblem& p, int threads, int levels,
+                            TMateSearch** out = nullptr) {
   TTaskContext ctx;
   TChessboard root;
   EXPECT_TRUE(FenToBoard(p.fen, root, ctx));

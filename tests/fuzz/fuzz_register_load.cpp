@@ -1,7 +1,9 @@
 // Fuzzes the ".tmpReg" reader, through an open file as the program reads
 // it and from memory: any input loads or fails with the reader's exception,
 // and whatever was loaded saves to a stream that loads back to the same
-// records (those the saver keeps: odd counts).
+// records (those the saver keeps: odd counts). Besides, the first bytes of an
+// input choose bits to flip in a small saved register: the damaged file must
+// be refused (or reported read with errors) or load exactly the register saved.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +12,7 @@
 #include <vector>
 
 #include "chess/board.h"
+#include "registers/lz4_container.h"
 #include "registers/register_file.h"
 #include "registers/temporary_register.h"
 
@@ -55,10 +58,61 @@ std::unique_ptr<TAggregatedTemporaryChessboardRegister> NewRegister(uint32_t lim
   return r;
 }
 
+// A small register of sound records, saved plain and compressed.
+struct TReference {
+  std::unique_ptr<TAggregatedTemporaryChessboardRegister> reg;
+  std::vector<uint8_t> plain;
+  std::vector<uint8_t> compressed;
+};
+
+const TReference& Reference() {
+  static const TReference ref = [] {
+    TReference r;
+    r.reg = NewRegister(0);
+    for (uint32_t i = 0; i < 12; ++i) {
+      uint8_t board[64] = {};
+      board[4] = ostravel::WK;
+      board[60] = ostravel::BK;
+      board[16 + i] = ostravel::WQ;
+      const uint32_t hash = ostravel::RegisterHash(board);
+      if (i % 3 != 2) r.reg->Insert(static_cast<uint16_t>(2 * i + 1), board, hash, i % 3 == 0);
+      if (i % 3 == 2)
+        r.reg->InsertSub(0x0000000200000011, static_cast<uint16_t>(2 * i + 1), board, hash, true);
+    }
+    r.plain = ostravel::SaveRegisterToMemory(*r.reg);
+    const ostravel::TByteBuffer c = ostravel::Lz4CompressContainer(r.plain.data(), r.plain.size(), 1);
+    r.compressed.assign(c.data(), c.data() + c.size);
+    return r;
+  }();
+  return ref;
+}
+
+// Flips the bits the input names (up to four, two bytes each) in one of the
+// reference files and checks the invariant.
+void CheckFlips(const uint8_t* data, size_t size) {
+  if (size < 3) return;
+  const TReference& ref = Reference();
+  std::vector<uint8_t> bytes = (data[0] & 1) ? ref.compressed : ref.plain;
+  for (size_t k = 1; k + 1 < size && k < 9; k += 2) {
+    const size_t bit = (static_cast<size_t>(data[k]) << 8 | data[k + 1]) % (bytes.size() * 8);
+    bytes[bit / 8] ^= static_cast<uint8_t>(1u << (bit % 8));
+    if (size < 5) break;  // short inputs: one flip, the case every file must survive
+  }
+  auto reg = NewRegister(0);
+  try {
+    if (!ostravel::LoadRegisterFromMemory(*reg, bytes.data(), bytes.size())) return;
+  } catch (const ostravel::ChessException&) {
+    return;
+  }
+  if (bytes != ref.plain && bytes != ref.compressed && size < 5 && Saved(*reg) != Saved(*ref.reg))
+    __builtin_trap();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size > 65536) return 0;
+  CheckFlips(data, size);
   // A limit keeps the register of a well-compressed input small.
   auto reg = NewRegister(20000);
   ostravel::TRegisterLoadStatistics stats;

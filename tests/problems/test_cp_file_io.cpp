@@ -6,7 +6,9 @@
 #include <fstream>
 #include <sstream>
 
+#include "config/safe_file.h"
 #include "problems/cp_file.h"
+#include "problems/reference_table.h"
 #include "support/test_support.h"
 
 namespace ostravel {
@@ -47,20 +49,75 @@ TEST(CollectionFile, SaveKeepsThePreviousVersionAsBak) {
   EXPECT_EQ(r.problems, Problems(2));
 }
 
-TEST(CollectionFile, FailedSaveLeavesTheFileAlone) {
+// A full disk at any byte of a save: the collection and its ".BAK" stay as
+// they were, and the message names the file and the reason.
+TEST(CollectionFile, FailedSaveLeavesTheFileAndItsBackupAlone) {
   const fs::path dir = test::MakeTempDir();
   const fs::path file = dir / "mine.cp";
   SaveCollectionFile(file, Problems(1));
-  const std::string before = ReadFile(file);
-  // A folder where the temporary file should go makes the write fail.
-  fs::create_directory(dir / "mine.cp.tmp");
+  SaveCollectionFile(file, Problems(2));  // the .BAK now holds one problem
+  const std::string before = ReadFile(file), bakBefore = ReadFile(dir / "mine.cp.BAK");
+  const std::size_t total = WriteCollection(Problems(3)).size() + before.size();
+  for (int64_t cut :
+       {int64_t{0}, int64_t{1}, static_cast<int64_t>(total / 2), static_cast<int64_t>(total - 1)}) {
+    SetSafeFileFailAfterBytes(cut);
+    try {
+      SaveCollectionFile(file, Problems(3));
+      ADD_FAILURE() << "no error at " << cut;
+    } catch (const CollectionFileError& e) {
+      const std::string what = e.what();
+      EXPECT_EQ(what.rfind("Error writing file. ", 0), 0u) << what;
+      EXPECT_NE(what.find(file.string()), std::string::npos) << what;
+      EXPECT_NE(what.find("No space left on device"), std::string::npos) << what;
+    }
+    SetSafeFileFailAfterBytes(-1);
+    EXPECT_EQ(ReadFile(file), before) << cut;
+    EXPECT_EQ(ReadFile(dir / "mine.cp.BAK"), bakBefore) << cut;
+  }
+  // Nothing is left behind but the two files.
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 2);
+  SaveCollectionFile(file, Problems(3));
+  EXPECT_EQ(ReadFile(dir / "mine.cp.BAK"), before);
+}
+
+TEST(CollectionFile, ChangedOnDiskSinceReadIsNotOverwritten) {
+  const fs::path dir = test::MakeTempDir();
+  const fs::path file = dir / "mine.cp";
+  SaveCollectionFile(file, Problems(2));
+  const TCollectionReadResult read = LoadCollectionFile(file);
+  // Another program (or another solve --store) edits the file meanwhile.
+  const std::string edited = WriteCollection(Problems(3));
+  { std::ofstream(file, std::ios::binary) << edited; }
   try {
-    SaveCollectionFile(file, Problems(3));
+    SaveCollectionFile(file, read.problems, &read.stamp);
     FAIL() << "no error";
   } catch (const CollectionFileError& e) {
-    EXPECT_STREQ(e.what(), "Error writing file.");
+    EXPECT_STREQ(e.what(), kMsgChangedExternally);
   }
-  EXPECT_EQ(ReadFile(file), before);
+  EXPECT_EQ(ReadFile(file), edited);
+  // Unchanged since the read: saved.
+  const TCollectionReadResult again = LoadCollectionFile(file);
+  SaveCollectionFile(file, Problems(1), &again.stamp);
+  EXPECT_EQ(LoadCollectionFile(file).problems, Problems(1));
+}
+
+TEST(CollectionFile, LinkedCollectionIsWrittenThroughToItsTarget) {
+  const fs::path dir = test::MakeTempDir();
+  SaveCollectionFile(dir / "real.cp", Problems(1));
+  fs::create_symlink("real.cp", dir / "link.cp");
+  SaveCollectionFile(dir / "link.cp", Problems(2));
+  EXPECT_TRUE(fs::is_symlink(dir / "link.cp"));
+  EXPECT_EQ(LoadCollectionFile(dir / "real.cp").problems, Problems(2));
+}
+
+TEST(CollectionFile, FolderIsAReadError) {
+  const fs::path dir = test::MakeTempDir();
+  try {
+    LoadCollectionFile(dir);
+    FAIL() << "no error";
+  } catch (const CollectionFileError& e) {
+    EXPECT_STREQ(e.what(), "Error reading file.");
+  }
 }
 
 TEST(CollectionFile, UnreadableFile) {
@@ -82,6 +139,20 @@ TEST(CollectionFile, UserCollectionIsCreatedOnce) {
   SaveCollectionFile(path, Problems(1));
   EXPECT_EQ(EnsureUserCollection(data), path);  // an existing collection is kept
   EXPECT_EQ(LoadCollectionFile(path).problems.size(), 1u);
+}
+
+}  // namespace
+}  // namespace ostravel
+
+namespace ostravel {
+namespace {
+
+// A folder opens as a stream that reads nothing; it must not pass for an
+// empty table (bench --file <folder> would then succeed on nothing).
+TEST(ReferenceTableFile, FolderIsAReadError) {
+  const std::string dir = test::MakeTempDir();
+  EXPECT_THROW(ReadReferenceTable(dir), std::runtime_error);
+  EXPECT_THROW(ReadReferenceTable(dir + "/missing.tsv"), std::runtime_error);
 }
 
 }  // namespace

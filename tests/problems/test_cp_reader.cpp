@@ -245,3 +245,27 @@ TEST(CpReaderRecovery, StrayTextAndCommentsBetweenRecords) {
 
 }  // namespace
 }  // namespace ostravel
+
+namespace ostravel {
+namespace {
+
+// A huge file of broken records keeps only the first errors, counts the rest,
+// and never quotes a whole line of junk.
+TEST(CpReaderLimits, ErrorsAreCappedAndJunkIsShownShort) {
+  std::string text;
+  for (int i = 0; i < 5000; ++i) text += "#2\n";
+  const TCollectionReadResult r = ReadCollection(text);
+  EXPECT_EQ(r.errors.size(), kMaxKeptReadErrors);
+  EXPECT_EQ(r.errors.size() + r.moreErrors, 5000u);
+  EXPECT_EQ(r.MoreErrorsText(), "... and 4900 more errors");
+  EXPECT_TRUE(
+      ReadCollection("#1\n{ D: x\n FEN: 4k3/8/8/8/8/8/8/4KQ2 w - - 0 1\n}\n").MoreErrorsText().empty());
+
+  const TCollectionReadResult junk = ReadCollection("#2 {\n" + std::string(10000, '\x01') + "\n}\n");
+  ASSERT_FALSE(junk.errors.empty());
+  EXPECT_LT(junk.errors[0].message.size(), 200u);
+  EXPECT_EQ(junk.errors[0].message.find('\x01'), std::string::npos);
+}
+
+}  // namespace
+}  // namespace ostravel

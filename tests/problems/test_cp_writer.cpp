@@ -93,8 +93,9 @@ std::vector<std::string> Split(const std::string& s, char sep) {
   return out;
 }
 
-// Every sample problem names its source row; its position, stipulation and
-// main variant (the keys, or none) must be those of the row.
+// Every sample problem has its source row (data/sample_problems_sources.tsv
+// names it by the record's number); its position, stipulation and main
+// variant (the keys, or none) must be those of the row.
 TEST(SampleCollection, MatchesTheReferenceData) {
   std::map<std::string, std::vector<std::string>> rows;
   {
@@ -106,12 +107,21 @@ TEST(SampleCollection, MatchesTheReferenceData) {
     }
   }
   ASSERT_FALSE(rows.empty());
+  std::vector<std::string> ids;
+  {
+    std::ifstream in(test::SourcePath("data/sample_problems_sources.tsv"));
+    std::string line;
+    std::getline(in, line);  // the header
+    while (std::getline(in, line)) ids.push_back(Split(line, '\t').at(1));
+  }
   const TCollectionReadResult r = ReadCollection(ReadFile(test::SourcePath("data/sample_problems.cp")));
+  ASSERT_EQ(ids.size(), r.problems.size());
+  size_t record = 0;
   bool castlingKey = false, enPassantKey = false, promotionKey = false, noSolution = false,
        severalKeys = false;
   int longOnes = 0;
   for (const TProblem& p : r.problems) {
-    const std::string id = p.description.substr(0, p.description.find(':'));
+    const std::string id = ids[record++];
     ASSERT_TRUE(rows.count(id)) << p.description;
     const auto& row = rows[id];
     SCOPED_TRACE(id);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "chess/board.h"
+#include "config/safe_file.h"
 #include "registers/lz4_container.h"
 
 namespace ostravel {
@@ -57,7 +58,8 @@ TEST(Lz4Container, SmallInputsMakeOneBlockWithItsHeader) {
     EXPECT_EQ(std::string(c.begin(), c.begin() + 4), "LZ4 ");
     EXPECT_EQ(Field(&c[4]), n);
     EXPECT_EQ(Field(&c[8]), c.size());
-    EXPECT_EQ(Field(&c[12]), 0u);
+    // Offset 12: the CRC-32 of the compressed bytes.
+    EXPECT_EQ(Field(&c[12]), Crc32(0, c.data() + kLz4BlockHeaderBytes, c.size() - kLz4BlockHeaderBytes));
     EXPECT_EQ(Decompress(c), in) << n;
   }
   EXPECT_EQ(Lz4ContainerMagic(reinterpret_cast<const uint8_t*>("lz42")), TLz4Magic::kNone);
@@ -147,9 +149,27 @@ TEST(Lz4Container, SizesThatLieAreRefused) {
 TEST(Lz4Container, CorruptBlockDataIsAnError) {
   const std::vector<uint8_t> in = SampleData(5000);
   std::vector<uint8_t> c = Compress(in, 1);
-  // Literal lengths running past the end of the block.
+  // Literal lengths running past the end of the block: the block's CRC
+  // catches it first; without the CRC (an older file) LZ4 itself does.
   std::fill(c.begin() + kLz4BlockHeaderBytes, c.end(), 0xFF);
+  try {
+    Decompress(c);
+    ADD_FAILURE() << "a damaged block was accepted";
+  } catch (const ChessException& e) {
+    EXPECT_STREQ(e.what(), kLz4ChecksumError);
+  }
+  std::fill(c.begin() + 12, c.begin() + 16, 0);
   ExpectMalformed(c);
+}
+
+TEST(Lz4Container, EveryBitFlipOfTheCompressedBytesIsCaught) {
+  const std::vector<uint8_t> in = SampleData(300);
+  const std::vector<uint8_t> c = Compress(in, 1);
+  for (std::size_t bit = kLz4BlockHeaderBytes * 8; bit < c.size() * 8; ++bit) {
+    std::vector<uint8_t> d = c;
+    d[bit / 8] ^= static_cast<uint8_t>(1u << (bit % 8));
+    EXPECT_THROW(Decompress(d), ChessException) << bit;
+  }
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "chess/fen.h"
+#include "config/safe_file.h"
 #include "config/settings.h"
 #include "registers/lz4_container.h"
 #include "registers/register_file.h"
@@ -110,29 +111,38 @@ TEST_F(RegisterFile, SmallRegisterHasFixedBytes) {
       "ffffffff"
       "11000000"
       "02000000";
-  const std::string expected =
-      // n = 7
-      exactHeader +
-      "0000"
-      "0700" +
-      BoardHex("48") + subHeader +
-      // n = 5
-      exactHeader +
-      "0500"
-      "0300" +
-      BoardHex("44") + subHeader +
-      "0500"
-      "0000" +
-      BoardHex("4c") +
-      // n = 3
-      exactHeader +
-      "0300"
-      "0000" +
-      BoardHex("50") + subHeader +
-      // n = 1
-      exactHeader + subHeader;
+  const std::string lead =
+      "ffffffff"
+      "5452564c43484b31";  // "TRVLCHK1"
+  const std::string expected = lead +
+                               // n = 7
+                               exactHeader +
+                               "0000"
+                               "0700" +
+                               BoardHex("48") + subHeader +
+                               // n = 5
+                               exactHeader +
+                               "0500"
+                               "0300" +
+                               BoardHex("44") + subHeader +
+                               "0500"
+                               "0000" +
+                               BoardHex("4c") +
+                               // n = 3
+                               exactHeader +
+                               "0300"
+                               "0000" +
+                               BoardHex("50") + subHeader +
+                               // n = 1
+                               exactHeader + subHeader;
   const std::vector<uint8_t> bytes = SaveRegisterToMemory(*reg);
-  EXPECT_EQ(Hex(bytes), expected);
+  ASSERT_EQ(bytes.size(), expected.size() / 2 + kIntegrityTrailerBytes);
+  // The trailer: its header, then the CRC-32 of all before it and version 1.
+  const uint32_t crc = Crc32(0, bytes.data(), bytes.size() - kIntegrityTrailerBytes);
+  char crcHex[9];
+  std::snprintf(crcHex, sizeof crcHex, "%02x%02x%02x%02x", crc & 0xFF, crc >> 8 & 0xFF, crc >> 16 & 0xFF,
+                crc >> 24);
+  EXPECT_EQ(Hex(bytes), expected + "ffffffff5452564c52434431ffffffff" + crcHex + "01000000");
 
   // The file form writes the same bytes, and they load back to the register.
   const TRegisterSaveResult s = SaveRegisterFile(*reg, Path("small.tmpReg"));
@@ -160,11 +170,13 @@ TEST_F(RegisterFile, LongestResultsComeFirstAndEvenCountsAreNeverWritten) {
   // Per n from 9 down: exact header and records, then the sub-registers'
   // in ascending key order (kKeyB's parameters 1 sort before kKeyA's 2).
   static_assert(kKeyB < kKeyA);
-  const std::vector<int> expected = {0, 9, 9, 0, 0, 9,  // n = 9
+  const std::vector<int> expected = {0,                 // the integrity lead
+                                     0, 9, 9, 0, 0, 9,  // n = 9
                                      0, 7, 0, 7, 0,     // n = 7
                                      0, 5, 5, 0, 0,     // n = 5
                                      0, 3, 0, 0,        // n = 3
-                                     0, 0, 0};          // n = 1
+                                     0, 0, 0,           // n = 1
+                                     0, 0};             // the trailer
   EXPECT_EQ(layout, expected);
 }
 
@@ -272,17 +284,21 @@ TEST_F(RegisterFile, LoadingTwiceLeavesTheRegisterAsAfterTheFirstLoad) {
   EXPECT_EQ(once, Contents(*reg));
 }
 
-TEST_F(RegisterFile, EmptyRegisterGivesAnEmptyFileThatIsRefusedOnLoad) {
+TEST_F(RegisterFile, EmptyRegisterGivesAValidFileOfNoRecords) {
   auto reg = NewRegister();
   EXPECT_EQ(SaveRegisterFile(*reg, Path("empty.tmpReg")).status, kSaveDone);
-  EXPECT_EQ(fs::file_size(Path("empty.tmpReg")), 0u);
+  // The integrity lead and trailer only.
+  EXPECT_EQ(fs::file_size(Path("empty.tmpReg")), kSectionHeaderBytes + kIntegrityTrailerBytes);
   const TRegisterReadResult r = ReadRegisterFile(*reg, Path("empty.tmpReg"), kSmallRegisterBuckets);
-  EXPECT_TRUE(r.opened);
-  EXPECT_FALSE(r.completed);
-  EXPECT_EQ(r.error, "Error - data file is empty.");
+  EXPECT_TRUE(r.completed) << r.error;
+  EXPECT_TRUE(r.verified);
+  EXPECT_EQ(r.stats.totalRecords, 0u);
+  WriteBytes(Path("zero.tmpReg"), {});
+  EXPECT_EQ(ReadRegisterFile(*reg, Path("zero.tmpReg"), kSmallRegisterBuckets).error,
+            Path("zero.tmpReg").string() + ": Error - data file is empty.");
   WriteBytes(Path("three.tmpReg"), {1, 2, 3});
   EXPECT_EQ(ReadRegisterFile(*reg, Path("three.tmpReg"), kSmallRegisterBuckets).error,
-            "Error - data file is empty.");
+            Path("three.tmpReg").string() + ": Error - data file is empty.");
   // Compressed, an empty stream is a valid container of nothing.
   TRegisterSaveOptions opt;
   opt.compress = true;
@@ -350,7 +366,8 @@ TEST_F(RegisterFile, FileCutWhileARecordIsCompletedAfterAHeaderIsAnError) {
   auto reg = NewRegister();
   const TRegisterReadResult r = Read(s, *reg);
   EXPECT_FALSE(r.completed);
-  EXPECT_EQ(r.error, "Error reading file in TAggregatedTemporaryChessboardRegister::Load");
+  EXPECT_EQ(r.error, Path("in.tmpReg").string() +
+                         ": Error reading file in TAggregatedTemporaryChessboardRegister::Load");
   EXPECT_EQ(r.stats.totalRecords, 1u);
   EXPECT_EQ(reg->ElementCount(), 1u);  // kept
 }
@@ -374,9 +391,12 @@ TEST_F(RegisterFile, InvalidBoardsAreLoadedAndReported) {
   const TRegisterReadResult r = Read(s, *reg);
   ASSERT_TRUE(r.completed);
   EXPECT_TRUE(r.invalidPositions);
-  EXPECT_EQ(reg->ElementCount(), 2u);
+  // The invalid board cannot be a position met by a search: refused.
+  EXPECT_EQ(reg->ElementCount(), 1u);
+  EXPECT_EQ(r.stats.refusedRecords, 1u);
   EXPECT_EQ(r.report.rfind("File has been read with errors: ", 0), 0u);
   EXPECT_NE(r.report.find("\n\nNOTE: invalid positions were detected - invalid data?"), std::string::npos);
+  EXPECT_NE(r.report.find("records that cannot be true were refused: 1"), std::string::npos);
 }
 
 TEST_F(RegisterFile, LoadReportTextAndTheClearOnStartNote) {
@@ -406,10 +426,10 @@ TEST_F(RegisterFile, LoadReportTextAndTheClearOnStartNote) {
   auto reg = NewRegister();
   PutExact(*reg, 1, 5, true);
   SaveRegisterFile(*reg, Path("note.tmpReg"));
-  const int was = Settings().ClearRegisterOnStartSolving;
-  MutableSettings().ClearRegisterOnStartSolving = 1;
-  const TRegisterReadResult r = ReadRegisterFile(*reg, Path("note.tmpReg"), kSmallRegisterBuckets);
-  MutableSettings().ClearRegisterOnStartSolving = was;
+  TSettings settings;
+  settings.ClearRegisterOnStartSolving = 1;
+  const TRegisterReadResult r =
+      ReadRegisterFile(*reg, Path("note.tmpReg"), kSmallRegisterBuckets, RegisterReadOptionsFrom(settings));
   EXPECT_NE(r.report.find("is on"), std::string::npos);
 }
 
@@ -422,10 +442,11 @@ TEST_F(RegisterFile, CorruptContainerIsAnErrorWithItsText) {
   SaveRegisterFile(*reg, Path("c.tmpReg"), opt);
   std::vector<uint8_t> bytes = ReadBytes(Path("c.tmpReg"));
   std::fill(bytes.begin() + kLz4BlockHeaderBytes, bytes.end(), 0xFF);
+  std::fill(bytes.begin() + 12, bytes.begin() + 16, 0);  // the block's CRC off: LZ4 itself finds it
   auto back = NewRegister();
   const TRegisterReadResult r = Read(bytes, *back);
   EXPECT_FALSE(r.completed);
-  EXPECT_EQ(r.error, "An error occurred during LZ4 decompression.");
+  EXPECT_EQ(r.error, Path("in.tmpReg").string() + ": An error occurred during LZ4 decompression.");
   EXPECT_EQ(back->ElementCount(), 0u);
 }
 
@@ -501,12 +522,14 @@ TEST_F(RegisterFile, SaveFailuresAreReportedUnlessSilent) {
   EXPECT_EQ(s.status, 0);
   ASSERT_EQ(s.messages.size(), 1u);
   EXPECT_EQ(s.messages[0].title, "Information");
-  EXPECT_EQ(s.messages[0].text, "Error opening file " + nowhere.string());
+  EXPECT_EQ(s.messages[0].text, "Error opening file " + nowhere.string() + ": No such file or directory");
+  EXPECT_EQ(s.error, s.messages[0].text);
   TRegisterSaveOptions silent;
   silent.silent = true;
   s = SaveRegisterFile(*reg, nowhere, silent);
   EXPECT_EQ(s.status, 0);
   EXPECT_TRUE(s.messages.empty());
+  EXPECT_FALSE(s.error.empty());
   EXPECT_TRUE(SaveRegisterFile(*reg, Path("ok.tmpReg"), silent).messages.empty());
 }
 

@@ -93,7 +93,8 @@ TEST_F(PinnedRegister, MissingPinnedFileIsAnErrorOfTheLoad) {
   auto r = LoadPinnedRegister(p, *reg, folder);
   ASSERT_TRUE(r.has_value());
   EXPECT_FALSE(r->opened);
-  EXPECT_EQ(r->error, "Error opening file " + (folder / "42.tmpReg").string());
+  EXPECT_EQ(r->error,
+            "Error opening file " + (folder / "42.tmpReg").string() + ": No such file or directory");
 }
 
 TEST_F(PinnedRegister, CollectionsThatCannotBeRewrittenWholeAreLeftAlone) {

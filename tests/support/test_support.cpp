@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <mutex>
 #include <vector>
 
@@ -35,6 +36,12 @@ std::string MakeTempDir() {
   std::lock_guard<std::mutex> lk(g_dirsLock);
   g_dirs.emplace_back(made);
   return made;
+}
+
+std::string MakeOfflineHome() {
+  const std::string home = MakeTempDir();
+  std::ofstream(std::filesystem::path(home) / "options.ini") << "[chess]\nLichessLevels=-1\n";
+  return home;
 }
 
 }  // namespace ostravel::test

@@ -15,6 +15,10 @@ std::string SourcePath(const std::string& name);
 // A fresh empty folder below the system's temporary folder, removed at exit.
 std::string MakeTempDir();
 
+// A fresh data folder for OSTRAVEL_HOME whose options.ini turns the online
+// tablebase off: a test never reaches beyond this machine.
+std::string MakeOfflineHome();
+
 // The text of the ChessException that f throws, or "(no exception)".
 template <class F>
 std::string MessageOf(F&& f) {

@@ -1,6 +1,6 @@
-// The temporary register around a run: the register a request brings is the
-// one searched, ClearRegisterOnStartSolving empties it, the auto-save writes
-// it while the search runs, and the solving commands load, pin and save it.
+// The command-line program, run as a user runs it: the solving commands load,
+// pin and save the register, a stop by Ctrl-C, SIGTERM or SIGHUP keeps the
+// run's auto-save for 'resume', and two runs never share an auto-save.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -17,7 +17,6 @@
 #include "config/paths.h"
 #include "config/settings.h"
 #include "engine/autosave.h"
-#include "engine/engine_run.h"
 #include "problems/problem.h"
 #include "registers/register_file.h"
 #include "registers/temporary_register.h"
@@ -30,12 +29,12 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 constexpr const char* kNoSolution3 = "k7/P7/K7/5p2/8/7B/4p1P1/8 w - - 0 1";  // popeye-41, #3: none
-constexpr const char* kMateIn5 = "1R6/8/p7/8/1B6/8/k6N/5K2 w - - 0 1";      // #5: Bb4-c3
+constexpr const char* kMateIn5 = "1R6/8/p7/8/1B6/8/k6N/5K2 w - - 0 1";       // #5: Bb4-c3
 constexpr const char* kLong = "4k2K/3R1R2/8/8/8/8/8/6r1 w - - 0 1";          // mt-127, #8
 
 // A fresh OSTRAVEL_HOME, so that nothing touches the real data folder.
 fs::path FreshHome() {
-  const fs::path home = test::MakeTempDir();
+  const fs::path home = test::MakeOfflineHome();
   setenv("OSTRAVEL_HOME", home.c_str(), 1);
   return home;
 }
@@ -49,116 +48,6 @@ std::string ReadText(const fs::path& p) {
 
 void WriteText(const fs::path& p, const std::string& text) {
   std::ofstream(p, std::ios::binary) << text;
-}
-
-TSolveResult SolveOnce(const TSolveRequest& r) {
-  TEngine engine;
-  EXPECT_EQ(engine.Start(r, {}), "");
-  engine.Wait();
-  return engine.Result();
-}
-
-TSolveRequest Request(const std::string& fen, int moves) {
-  TSolveRequest r;
-  EXPECT_TRUE(r.SetFen(fen));
-  r.moves = moves;
-  r.title = "wiring";
-  r.problemId = 7101;
-  r.computeVariations = false;
-  return r;
-}
-
-// ---------------------------------------------------------------- engine side
-
-TEST(RunRegister, SizedByTheRootPliesAndKeepsShortResults) {
-  auto small = MakeRunRegister(2);
-  EXPECT_EQ(small->BucketCount(), 16384u);
-  EXPECT_TRUE(small->StoreShortResults());
-  // #8 is 15 plies, the first size that takes the larger table.
-  EXPECT_EQ(MakeRunRegister(7)->BucketCount(), 16384u);
-  EXPECT_EQ(MakeRunRegister(8)->BucketCount(), 524288u);
-  // With Black to move White still has n moves: 2n plies.
-  EXPECT_EQ(MakeRunRegister(7, false)->BucketCount(), 16384u);
-}
-
-TEST(RunRegister, TheRequestsRegisterIsTheOneSearched) {
-  TSolveRequest r = Request(kMateIn5, 5);
-  r.reg = MakeRunRegister(5);
-  const TSolveResult first = SolveOnce(r);
-  ASSERT_EQ(first.solutions.size(), 1u);
-  EXPECT_GT(r.reg->ElementCount(), 0u);
-  const TSolveResult second = SolveOnce(r);
-  ASSERT_EQ(second.solutions.size(), 1u);
-  EXPECT_TRUE(second.solutions[0].key.SameAs(first.solutions[0].key));
-  EXPECT_LT(second.nodes * 10, first.nodes);
-}
-
-TEST(RunRegister, ClearOnStartDropsWhatTheRegisterHeld) {
-  TSettings s;
-  TSolveRequest r = Request(kNoSolution3, 3);
-  ApplySettings(r, s);
-  EXPECT_FALSE(r.clearRegisterOnStart);
-  s.ClearRegisterOnStartSolving = 1;
-  ApplySettings(r, s);
-  ASSERT_TRUE(r.clearRegisterOnStart);
-
-  r.reg = MakeRunRegister(3);
-  r.clearRegisterOnStart = false;
-  ASSERT_TRUE(SolveOnce(r).solutions.empty());
-  // Kept: the proof of the root answers the next run at once.
-  EXPECT_TRUE(SolveOnce(r).fromRegister);
-  // Cleared: the same proof has to be found again.
-  r.clearRegisterOnStart = true;
-  const TSolveResult cleared = SolveOnce(r);
-  EXPECT_FALSE(cleared.fromRegister);
-  EXPECT_GT(cleared.nodes, 0u);
-  EXPECT_TRUE(cleared.solutions.empty());
-  // A second phase of a hybrid run goes on with its first phase's results.
-  r.hybridPhase = 2;
-  const uint32_t before = r.reg->ElementCount();
-  ASSERT_GT(before, 0u);
-  SolveOnce(r);
-  EXPECT_GE(r.reg->ElementCount(), before);
-}
-
-TEST(RunRegister, AutoSaveWritesTheRunningSearchesRegister) {
-  const fs::path home = FreshHome();
-  const fs::path data = DataFolder();
-  ASSERT_TRUE(data.string().starts_with(home.string()));
-  TSolveRequest r = Request(kLong, 8);
-  r.reg = MakeRunRegister(8);
-  TProblem p;
-  ASSERT_TRUE(p.SetFen(kLong));
-  p.moves = 8;
-  p.description = "auto-save wiring";
-  // The settings count in minutes; the saver's own period is shorter here.
-  TAutoSaver saver(r.reg, p, 40ms, 16);
-  TEngine engine;
-  ASSERT_EQ(engine.Start(r, {}), "");
-  const TAutoSavePaths paths = TAutoSavePaths::In(data);
-  for (int i = 0; i < 200 && saver.Saves() < 2; ++i) std::this_thread::sleep_for(20ms);
-  engine.RequestStop();
-  engine.Wait();
-  ASSERT_GE(saver.Saves(), 2) << saver.LastError();
-  saver.Stop();
-  ASSERT_TRUE(saver.SaveNow()) << saver.LastError();
-
-  EXPECT_TRUE(fs::exists(paths.registerFile));
-  EXPECT_TRUE(fs::exists(paths.infoFile));
-  EXPECT_FALSE(fs::exists(paths.pendingFile));
-  EXPECT_NE(ReadText(paths.problemFile).find("auto-save wiring"), std::string::npos);
-  EXPECT_NE(ReadText(paths.infoFile).find("[AutoSave]"), std::string::npos);
-  // What was saved is what the search had proved.
-  TAggregatedTemporaryChessboardRegister loaded(16384, 0);
-  loaded.SetStoreShortResults(true);
-  const TRegisterReadResult read = ReadRegisterFile(loaded, paths.registerFile, 16384);
-  ASSERT_TRUE(read.completed) << read.error;
-  EXPECT_GT(loaded.ElementCount(), 0u);
-  EXPECT_LE(loaded.ElementCount(), r.reg->ElementCount());
-
-  saver.Finish();
-  EXPECT_FALSE(fs::exists(paths.registerFile));
-  EXPECT_FALSE(fs::exists(paths.problemFile));
 }
 
 // ---------------------------------------------------------------- the commands
@@ -179,8 +68,9 @@ struct TCliRun {
 };
 
 // Runs the program with args (OSTRAVEL_HOME as set). With interruptOn it
-// sends one Ctrl-C once stdout shows that text and the search ran a moment.
-TCliRun RunCli(const std::vector<std::string>& args, const std::string& interruptOn = {}) {
+// sends one signal (Ctrl-C by default) once stdout shows that text and the
+// search ran a moment.
+TCliRun RunCli(const std::vector<std::string>& args, const std::string& interruptOn = {}, int sig = SIGINT) {
   const fs::path dir = test::MakeTempDir();
   const fs::path out = dir / "out", err = dir / "err";
   const std::string cli = CliPath().string();
@@ -199,7 +89,7 @@ TCliRun RunCli(const std::vector<std::string>& args, const std::string& interrup
     for (int i = 0; i < 500 && ReadText(out).find(interruptOn) == std::string::npos; ++i)
       std::this_thread::sleep_for(10ms);
     std::this_thread::sleep_for(300ms);
-    kill(pid, SIGINT);
+    kill(pid, sig);
   }
   int status = 0;
   waitpid(pid, &status, 0);
@@ -227,7 +117,8 @@ std::vector<std::string> Keys(const nlohmann::json& run) {
 TEST_F(SolveCommand, HelpListsTheRegisterFlags) {
   const TCliRun r = RunCli({"solve", "--help"});
   EXPECT_EQ(r.code, 0);
-  for (const char* flag : {"--load-register FILE", "--save-register FILE", "--compress", "--limit-mb N", "//@tmpreg="})
+  for (const char* flag :
+       {"--load-register FILE", "--save-register FILE", "--compress", "--limit-mb N", "//@tmpreg="})
     EXPECT_NE(r.out.find(flag), std::string::npos) << flag;
 }
 
@@ -240,7 +131,8 @@ TEST_F(SolveCommand, SavedRegisterAnswersTheNextRun) {
   ASSERT_TRUE(fs::exists(file));
   EXPECT_EQ(ReadText(file).substr(0, 4), "LZ4 ");
 
-  const TCliRun second = RunCli({"solve", "--fen", kMateIn5, "--mate", "5", "--json", "--load-register", file});
+  const TCliRun second =
+      RunCli({"solve", "--fen", kMateIn5, "--mate", "5", "--json", "--load-register", file});
   ASSERT_EQ(second.code, 0) << second.err;
   EXPECT_NE(second.err.find("File has been read: " + file), std::string::npos);
   const auto a = first.Json(), b = second.Json();
@@ -251,7 +143,8 @@ TEST_F(SolveCommand, SavedRegisterAnswersTheNextRun) {
   // With ClearRegisterOnStartSolving the loaded data serve nothing, and the
   // load report says so.
   WriteText(home_ / "options.ini", "[chess]\nClearRegisterOnStartSolving=1\n");
-  const TCliRun cleared = RunCli({"solve", "--fen", kMateIn5, "--mate", "5", "--json", "--load-register", file});
+  const TCliRun cleared =
+      RunCli({"solve", "--fen", kMateIn5, "--mate", "5", "--json", "--load-register", file});
   ASSERT_EQ(cleared.code, 0) << cleared.err;
   EXPECT_NE(cleared.err.find("Option to clear temporary data on start of analysis (first move) is on"),
             std::string::npos);
@@ -284,28 +177,76 @@ TEST_F(SolveCommand, PinnedProblemIsSolvedOnItsFile) {
 }
 
 TEST_F(SolveCommand, StoppedRunLeavesItsAutoSaveAndACompletedOneNone) {
-  const TAutoSavePaths paths = TAutoSavePaths::In(home_);
   const TCliRun stopped = RunCli({"solve", "--fen", kLong, "--mate", "8", "--quiet"}, "Main settings");
   EXPECT_EQ(stopped.code, 130) << stopped.err;
+  const auto slots = ListAutoSaves(home_);
+  ASSERT_EQ(slots.size(), 1u);
+  const TAutoSavePaths& paths = slots[0].paths;
+  EXPECT_TRUE(slots[0].resumable);
   EXPECT_NE(stopped.out.find("Register auto-saved to " + paths.registerFile.string()), std::string::npos)
       << stopped.out << stopped.err;
-  EXPECT_TRUE(fs::exists(paths.registerFile));
   EXPECT_TRUE(fs::exists(paths.infoFile));
   EXPECT_NE(ReadText(paths.problemFile).find(kLong), std::string::npos);
 
-  // A run that completes before its first period writes nothing and leaves
-  // the stopped run's auto-save for 'resume'.
+  // A run that completes writes nothing and leaves the stopped run's
+  // auto-save for 'resume'.
   const auto stamp = fs::last_write_time(paths.registerFile);
   const TCliRun done = RunCli({"solve", "--fen", kMateIn5, "--mate", "5", "--quiet"});
   EXPECT_EQ(done.code, 0) << done.err;
   EXPECT_EQ(done.out.find("auto-saved"), std::string::npos);
-  ASSERT_TRUE(fs::exists(paths.registerFile));
+  ASSERT_EQ(ListAutoSaves(home_).size(), 1u);
   EXPECT_EQ(fs::last_write_time(paths.registerFile), stamp);
+
+  // 'resume --list' names the slot; 'resume --run' continues it, on its
+  // register, and removes it once the analysis is complete.
+  const TCliRun list = RunCli({"resume", "--list"});
+  EXPECT_EQ(list.code, 0);
+  EXPECT_NE(list.out.find(slots[0].id), std::string::npos) << list.out;
+  EXPECT_NE(list.out.find("resumable"), std::string::npos) << list.out;
+  const TCliRun unknown = RunCli({"resume", "--run", "no-such-run"});
+  EXPECT_EQ(unknown.code, 1);
+}
+
+// SIGTERM (a shutdown) and SIGHUP (a closed terminal) stop the run as Ctrl-C
+// does: the partial result is printed and the register saved for 'resume'.
+TEST_F(SolveCommand, TermAndHangUpSaveLikeCtrlC) {
+  for (const int sig : {SIGTERM, SIGHUP}) {
+    const fs::path home = FreshHome();
+    const TCliRun r = RunCli({"solve", "--fen", kLong, "--mate", "8", "--quiet"}, "Main settings", sig);
+    EXPECT_EQ(r.code, 128 + sig) << r.err;
+    EXPECT_NE(r.out.find("Analysis stopped by user"), std::string::npos) << r.out;
+    const auto slots = ListAutoSaves(home);
+    ASSERT_EQ(slots.size(), 1u) << sig;
+    EXPECT_TRUE(slots[0].resumable);
+    EXPECT_NE(r.out.find("Register auto-saved to " + slots[0].paths.registerFile.string()),
+              std::string::npos);
+  }
+}
+
+// Two runs at once each keep their own auto-save: stopping one never touches
+// the other's slot, and the live one cannot be resumed from under it.
+TEST_F(SolveCommand, TwoRunsNeverShareAnAutoSave) {
+  const TCliRun a = RunCli({"solve", "--fen", kLong, "--mate", "8", "--quiet"}, "Main settings");
+  const TCliRun b = RunCli({"solve", "--fen", kLong, "--mate", "8", "--quiet"}, "Main settings");
+  EXPECT_EQ(a.code, 130);
+  EXPECT_EQ(b.code, 130);
+  const auto slots = ListAutoSaves(home_);
+  ASSERT_EQ(slots.size(), 2u);
+  EXPECT_NE(slots[0].id, slots[1].id);
+  for (const auto& s : slots) EXPECT_TRUE(s.resumable) << s.id;
+
+  // A slot held by a live run (here: this process) is refused by resume.
+  std::string why;
+  auto held = TAutoSaveSlot::Claim(home_, slots[0].id, &why);
+  ASSERT_NE(held, nullptr) << why;
+  const TCliRun busy = RunCli({"resume", "--run", slots[0].id});
+  EXPECT_EQ(busy.code, 1);
+  EXPECT_NE(busy.err.find("still runs"), std::string::npos) << busy.err;
 }
 
 TEST_F(SolveCommand, RegisterFlagsThatCannotWork) {
-  WriteText(home_ / "two.cp", std::string("#5\n{\n  FEN: ") + kMateIn5 + "\n}\n#3\n{\n  FEN: " + kNoSolution3 +
-                                  "\n}\n");
+  WriteText(home_ / "two.cp",
+            std::string("#5\n{\n  FEN: ") + kMateIn5 + "\n}\n#3\n{\n  FEN: " + kNoSolution3 + "\n}\n");
   struct TCase {
     std::vector<std::string> args;
     std::string message;

@@ -13,6 +13,7 @@
 #include "config/autosave_info.h"
 #include "config/settings.h"
 #include "engine/autosave.h"
+#include "engine/solve_request.h"
 #include "problems/cp_file.h"
 #include "registers/register_file.h"
 #include "registers/test_register_file_util.h"
@@ -67,8 +68,13 @@ TEST_F(AutoSave, WritesRegisterProblemAndCompanion) {
   EXPECT_EQ(info.ProcessId, ::getpid());
   EXPECT_EQ(info.ProcessFileName, CurrentExecutablePath());
   EXPECT_EQ(info.Description, "Zepler, 1935");
-  EXPECT_EQ(info.MaxMemRatioPerProblem, Settings().MaxMemRatioForTempReg);
-  EXPECT_EQ(info.MaxMemRatioForPrecalculatedData, Settings().MaxMemRatioForPrecalculatedData);
+  // Ratios the caller does not give are not recorded.
+  EXPECT_EQ(info.MaxMemRatioPerProblem, -1);
+  EXPECT_EQ(info.MaxMemRatioForPrecalculatedData, -1);
+  const TAutoSaveInfo given = CurrentAutoSaveInfo("Zepler, 1935", 15, 25);
+  WriteAutoSave(*reg, problem, dir, 16, true, &given);
+  EXPECT_EQ(ReadAutoSaveInfo(paths.registerFile.string()).MaxMemRatioPerProblem, 25);
+  EXPECT_EQ(ReadAutoSaveInfo(paths.registerFile.string()).MaxMemRatioForPrecalculatedData, 15);
 }
 
 TEST_F(AutoSave, FailedSaveLeavesThePreviousOneIntact) {
@@ -113,11 +119,14 @@ TEST_F(AutoSave, SaverThatNeverSavedLeavesAnOlderAutoSaveAlone) {
   TAutoSaver off(reg, problem, 0ms, 16, dir);
   EXPECT_FALSE(off.Running());
 
-  TSettings& s = MutableSettings();
-  const int minutes = s.AutoSaveMinutes;
+  // AutoSaveMinutes 0 switches the auto-save of a run off.
+  TSettings s;
+  TSolveRequest r;
+  ApplySettings(r, s);
+  EXPECT_TRUE(r.autoSave.enabled);
   s.AutoSaveMinutes = 0;
-  EXPECT_EQ(TAutoSaver::FromSettings(reg, problem, dir), nullptr);
-  s.AutoSaveMinutes = minutes;
+  ApplySettings(r, s);
+  EXPECT_FALSE(r.autoSave.enabled);
 }
 
 TEST(ForcedClose, WriterIsKnownByItsProcessIdAndExecutable) {

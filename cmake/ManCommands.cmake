@@ -1,0 +1,25 @@
+# Writes the help2man include file of ostravel-cli: a COMMANDS section with
+# the --help text of every command, so the manual says what the program says.
+#   cmake -DCLI=<ostravel-cli> -DOUT=<file> -P ManCommands.cmake
+execute_process(COMMAND ${CLI} --help OUTPUT_VARIABLE _usage RESULT_VARIABLE _rc)
+if(NOT _rc EQUAL 0)
+  message(FATAL_ERROR "${CLI} --help failed")
+endif()
+string(REGEX MATCHALL "\n  [a-z]+ " _lines "${_usage}")
+set(_text "[COMMANDS]\n")
+foreach(_l IN LISTS _lines)
+  string(STRIP "${_l}" _cmd)
+  execute_process(COMMAND ${CLI} ${_cmd} --help OUTPUT_VARIABLE _help RESULT_VARIABLE _rc)
+  if(NOT _rc EQUAL 0)
+    continue()
+  endif()
+  # roff: backslashes escaped, lines that start with a dot or quote protected.
+  string(REPLACE "\\" "\\e" _help "${_help}")
+  string(REGEX REPLACE "(^|\n)([.'])" "\\1\\\\&\\2" _help "${_help}")
+  string(APPEND _text ".SS ${_cmd}\n.nf\n${_help}.fi\n")
+endforeach()
+string(APPEND _text "[FILES]\n")
+string(APPEND _text "Settings in options.ini and data (saved registers, collections, logs) in the data folder:\n")
+string(APPEND _text "\\fB$OSTRAVEL_HOME\\fR when set, otherwise \\fI~/.config/ostravel/\\fR and \\fI~/.local/share/ostravel/\\fR.\n")
+string(APPEND _text "The sample collection is installed as \\fIshare/ostravel/sample_problems.cp\\fR.\n")
+file(WRITE ${OUT} "${_text}")
