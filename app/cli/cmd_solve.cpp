@@ -254,14 +254,16 @@ int SolveFen(const TSolveOptions& o, const TRegisterOptions& files, const TTable
   const std::unique_ptr<CGlobalRegisterProbe> globalRegister =
       o.globalRegister ? OpenGlobalRegister() : nullptr;
   r.probe = nullptr;
-  TTablebaseSession tablebase(tb, Settings());
-  tablebase.Attach(r);
+  std::vector<std::string> notes;
+  TTablebaseSession tablebase(tb, Settings(), &notes);
+  tablebase.Attach(r, &notes);
+  PrintTablebaseLines(notes);
   TProbeChain probes;
   probes.Add(globalRegister.get());
   probes.Add(r.probe);
   r.probe = probes.Get();
   const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
-  tablebase.Conclude();
+  PrintTablebaseLines(tablebase.Conclude());
   const int code = Report(o, o.fen, r, out);
   if (globalRegister && !o.json) std::printf("%s\n", GlobalRegisterNotice(*globalRegister).c_str());
   if (!out.refusal.empty()) return code;
@@ -325,7 +327,9 @@ int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const
       o.globalRegister ? OpenGlobalRegister() : nullptr;
   nlohmann::json all = nlohmann::json::array();
   int exitCode = kExitOk, stored = 0;
-  TTablebaseSession tablebase(tb, Settings());
+  std::vector<std::string> tablebaseNotes;
+  TTablebaseSession tablebase(tb, Settings(), &tablebaseNotes);
+  PrintTablebaseLines(tablebaseNotes);
   for (int k : chosen) {
     TProblem& p = coll.problems[static_cast<size_t>(k - 1)];
     TSolveRequest r = RequestFromProblem(p, Settings(), static_cast<uint32_t>(k));
@@ -336,13 +340,15 @@ int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const
       std::printf("%sProblem %d: #%d %s\n", k == chosen.front() ? "" : "\n", k, p.moves, r.title.c_str());
     std::fflush(stdout);
     r.probe = nullptr;
-    tablebase.Attach(r);
+    tablebaseNotes.clear();
+    tablebase.Attach(r, &tablebaseNotes);
+    PrintTablebaseLines(tablebaseNotes);
     TProbeChain probes;
     probes.Add(globalRegister.get());
     probes.Add(r.probe);
     r.probe = probes.Get();
     const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
-    tablebase.Conclude();
+    PrintTablebaseLines(tablebase.Conclude());
     const std::string fen = p.Fen();
     if (!out.refusal.empty()) {
       std::fprintf(stderr, "ostravel-cli: problem %d: %s\n", k, out.refusal.c_str());

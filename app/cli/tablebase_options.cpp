@@ -1,11 +1,6 @@
 #include "tablebase_options.h"
 
-#include <filesystem>
-
-#include "config/paths.h"
-#include "config/settings.h"
-#include "engine/tablebase_probe.h"
-#include "tablebase/lichess_client.h"
+#include <cstdio>
 
 namespace ostravel::cli {
 
@@ -35,45 +30,8 @@ const char* TTablebaseOptions::HelpText() {
          "SavedTmpSyzygyData/<position id>.lichess in the data folder.\n";
 }
 
-TTablebaseSession::TTablebaseSession(const TTablebaseOptions& options, const TSettings& settings) {
-  on_ = !options.off && settings.LichessLevels >= 1;
-  if (!on_) return;
-  warnOnRepetition_ = settings.WarningOnLichessDataRepetition != 0;
-  connection_ = std::make_unique<HTTPConnect>(
-      THttpOptions{options.url.empty() ? settings.TablebaseUrl : options.url,
-                   settings.TablebaseConnectTimeoutMs, settings.TablebaseTimeoutMs});
-  client_ = std::make_unique<CLiChessHTTP>(*connection_, settings.LichessLevels);
-  try {
-    instance_ = std::make_unique<TLiChessInstanceLock>(SavedTmpSyzygyFolder());
-    if (!instance_->First() && settings.WarnAboutSecondInstanceOfProgram >= 2)
-      std::fprintf(stderr, "%s\n", kSecondInstanceNote);
-  } catch (const std::filesystem::filesystem_error& e) {
-    std::fprintf(stderr, "Warning: tablebase answers are not cached: %s\n", e.what());
-  }
-}
-
-TTablebaseSession::~TTablebaseSession() = default;
-
-void TTablebaseSession::Attach(TSolveRequest& r) {
-  if (!on_ || !r.whiteToMove) return;
-  probe_.reset();
-  std::filesystem::path file;
-  if (instance_) file = LiChessCacheFile(SavedTmpSyzygyFolder(), r.position.initialBoard);
-  table_ = std::make_unique<TLiChessTable>(file, !instance_ || !instance_->First());
-  for (const TLiChessReport& rep : table_->Load(warnOnRepetition_))
-    std::fprintf(stderr, "%s: %s\n", rep.Title(), rep.text.c_str());
-  probe_ = std::make_unique<TTablebaseProbe>(*client_, *table_);
-  r.probe = probe_.get();
-}
-
-void TTablebaseSession::Conclude() {
-  if (!probe_) return;
-  for (const TLiChessReport& rep : table_->TakeReports())
-    std::fprintf(stderr, "%s: %s\n", rep.Title(), rep.text.c_str());
-  if (probe_->Answers() || connection_->RequestCount())
-    std::fprintf(stderr, "Tablebase: %ld answer(s) used, %ld request(s) to %s%s\n", probe_->Answers(),
-                 connection_->RequestCount(), connection_->Options().baseUrl.c_str(),
-                 connection_->IsOpen() ? "" : " (No internet connection)");
+void PrintTablebaseLines(const std::vector<std::string>& lines) {
+  for (const std::string& l : lines) std::fprintf(stderr, "%s\n", l.c_str());
 }
 
 }  // namespace ostravel::cli

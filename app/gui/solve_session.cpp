@@ -5,6 +5,8 @@
 #include <chrono>
 #include <future>
 
+#include "config/settings.h"
+
 namespace ostravel::gui {
 
 namespace {
@@ -36,6 +38,11 @@ QString TSolveSession::Start(TSolveRequest request, TEngineTask task,
   task_ = task;
   std::vector<std::string> notes;
   runRegister_.Prepare(problem_, task, std::move(loadedRegister), request_, notes);
+  if (task == TEngineTask::kMate) {
+    // The online tablebase answers at the first levels, as in the command line.
+    tablebase_ = std::make_unique<TTablebaseSession>(TTablebaseChoice{}, Settings(), &notes);
+    tablebase_->Attach(request_, &notes);
+  }
   for (const auto& n : notes) Append(Q(n));
 
   TEngineCallbacks cb;
@@ -182,6 +189,8 @@ void TSolveSession::OnEnd(const TSolveResult& r, const std::string& endText) {
   ended_ = true;
   std::vector<std::string> notes;
   runRegister_.Conclude(r, notes);
+  if (tablebase_)
+    for (std::string& line : tablebase_->Conclude()) notes.push_back(std::move(line));
   for (const auto& n : notes) Append(Q(n));
   Append(endText_);
   emit ended();

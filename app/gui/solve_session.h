@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "engine/engine.h"
+#include "engine/tablebase_session.h"
 #include "engine_adapter.h"
 #include "problems/problem.h"
 
@@ -82,6 +83,7 @@ class TSolveSession : public QObject {
   TSolveRequest request_;
   TEngineTask task_ = TEngineTask::kMate;
   TRunRegister runRegister_;
+  std::unique_ptr<TTablebaseSession> tablebase_;  // the probe the run asks, if any
   TProposalAnswer answer_;
   // Raised before the engine is torn down: a pending question is answered no.
   std::shared_ptr<std::atomic<bool>> closing_ = std::make_shared<std::atomic<bool>>(false);

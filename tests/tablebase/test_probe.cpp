@@ -3,15 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <set>
 
 #include "chess/fen.h"
 #include "chess/notation.h"
+#include "config/settings.h"
 #include "engine/mate_search.h"
 #include "engine/tablebase_probe.h"
+#include "engine/tablebase_session.h"
 #include "local_server.h"
+#include "problems/problem.h"
 #include "support/test_support.h"
 
 namespace ostravel {
@@ -228,6 +232,54 @@ TEST(TablebaseProbe, ADeadServiceLeavesTheSearchAlone) {
   TTablebaseProbe probe(client, table);
   EXPECT_EQ(Solve(kKqk, 3, &probe), Solve(kKqk, 3, nullptr));
   EXPECT_EQ(conn.RequestCount(), 1);
+}
+
+// The session a front end holds: off by the choice or the setting, else one
+// probe per problem whose answers are cached in the data folder, so that a
+// second run of the same problem asks nobody.
+TEST(TablebaseSession, AttachesAProbeAndKeepsItsAnswers) {
+  setenv("OSTRAVEL_HOME", test::MakeTempDir().c_str(), 1);
+  test::TLocalTablebase server(
+      [](const std::string&, int*) { return std::string(R"({"category":"draw"})"); });
+  TProblem p;
+  ASSERT_TRUE(p.SetFen(kKqk));
+  p.moves = 3;
+  TSettings settings;
+  settings.TablebaseUrl = server.Url();
+
+  auto run = [&](const TTablebaseChoice& choice, const TSettings& s) {
+    std::vector<std::string> notes;
+    TTablebaseSession session(choice, s, &notes);
+    TSolveRequest r = RequestFromProblem(p, s, 1);
+    session.Attach(r, &notes);
+    const bool attached = r.probe != nullptr;
+    const std::set<std::string> keys = Solve(kKqk, 3, r.probe);
+    std::vector<std::string> lines = session.Conclude();
+    return std::make_tuple(attached, keys, lines);
+  };
+
+  TSettings noLevels = settings;
+  noLevels.LichessLevels = 0;
+  for (const auto& [choice, s] :
+       {std::pair{TTablebaseChoice{true, {}}, settings}, std::pair{TTablebaseChoice{}, noLevels}}) {
+    const auto [attached, keys, lines] = run(choice, s);
+    EXPECT_FALSE(attached);
+    EXPECT_TRUE(lines.empty());
+  }
+  EXPECT_EQ(server.Requests(), 0);
+
+  // The made-up drawn root removes every key: the answer reached the search.
+  const auto [attached, keys, lines] = run(TTablebaseChoice{}, settings);
+  EXPECT_TRUE(attached);
+  EXPECT_TRUE(keys.empty());
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0], "Tablebase: 1 answer(s) used, 1 request(s) to " + server.Url());
+
+  const auto [again, keys2, lines2] = run(TTablebaseChoice{}, settings);
+  EXPECT_TRUE(keys2.empty());
+  EXPECT_EQ(server.Requests(), 1);
+  ASSERT_EQ(lines2.size(), 1u);
+  EXPECT_EQ(lines2[0], "Tablebase: 1 answer(s) used, 0 request(s) to " + server.Url());
 }
 
 }  // namespace
