@@ -13,6 +13,10 @@
 //   "category"), the next "dtm" (none: the list is unusable) and the next
 //   "dtz". A move text that is not two squares and an optional promotion
 //   letter q, r, b or n makes the list unusable.
+// - "Next" and "first" stop where the value's owner ends: the position's keys
+//   are looked for before "moves", a move's keys inside its own {...}. A key
+//   missing there is missing, never borrowed from a neighbour, whose value
+//   would skip keys or invent mates.
 #include "tablebase/lichess_answer.h"
 
 #include <algorithm>
@@ -139,6 +143,9 @@ bool ReadMoves(std::string_view text, std::size_t from, std::vector<TLiChessMove
     if (p < text.size() && text[p] == '"') ++p;
     if (text.size() - std::min(p, text.size()) < 5) return false;
     TLiChessMove m;
+    // The entry's own object: move objects hold no nested ones.
+    const std::size_t close = text.find('}', p);
+    const std::string_view entry = text.substr(0, close == npos ? text.size() : close);
     const int f = SquareOfText(text[p], text[p + 1]);
     const int t = SquareOfText(text[p + 2], text[p + 3]);
     if (f < 0 || t < 0) return false;
@@ -148,19 +155,19 @@ bool ReadMoves(std::string_view text, std::size_t from, std::vector<TLiChessMove
       m.promotion = PromotionCode(text[p + 4]);
       if (!m.promotion) return false;
     }
-    const std::size_t wdl = FindKey(text, p, "wdl");
+    const std::size_t wdl = FindKey(entry, p, "wdl");
     if (wdl != npos) {
-      const TValue v = ReadValue(text, wdl);
+      const TValue v = ReadValue(entry, wdl);
       m.wdl = v.kind == TValueKind::kNumber ? WdlOfNumber(v.number) : kWdlUnknown;
     } else {
-      const std::size_t cat = FindKey(text, p, "category");
-      m.wdl = cat == npos ? kWdlUnknown : WdlOfCategory(text, cat);
+      const std::size_t cat = FindKey(entry, p, "category");
+      m.wdl = cat == npos ? kWdlUnknown : WdlOfCategory(entry, cat);
     }
-    const std::size_t dtm = FindKey(text, p, "dtm");
+    const std::size_t dtm = FindKey(entry, p, "dtm");
     if (dtm == npos) return false;
-    m.dtm = DtmOf(ReadValue(text, dtm));
-    const std::size_t dtz = FindKey(text, p, "dtz");
-    if (dtz != npos) m.dtz = DtzOf(ReadValue(text, dtz));
+    m.dtm = DtmOf(ReadValue(entry, dtm));
+    const std::size_t dtz = FindKey(entry, p, "dtz");
+    if (dtz != npos) m.dtz = DtzOf(ReadValue(entry, dtz));
     out.push_back(m);
     at = p + 4;
   }
@@ -168,9 +175,12 @@ bool ReadMoves(std::string_view text, std::size_t from, std::vector<TLiChessMove
 
 }  // namespace
 
-CLiChess ParseLiChessAnswer(std::string_view text) {
+CLiChess ParseLiChessAnswer(std::string_view answer) {
   CLiChess r;
   bool known = false;
+  const std::size_t moves = FindKey(answer, 0, "moves");
+  // The position's own keys come before its move list.
+  const std::string_view text = answer.substr(0, moves == npos ? answer.size() : moves);
   const std::size_t wdl = FindKey(text, 0, "wdl");
   if (wdl != npos) {
     const TValue v = ReadValue(text, wdl);
@@ -191,10 +201,9 @@ CLiChess ParseLiChessAnswer(std::string_view text) {
   }
   const std::size_t dtz = FindKey(text, 0, "dtz");
   if (dtz != npos) r.dtz = DtzOf(ReadValue(text, dtz));
-  const std::size_t moves = FindKey(text, 0, "moves");
   if (moves == npos) return r;
   std::vector<TLiChessMove> list;
-  if (!ReadMoves(text, moves, list)) return r;
+  if (!ReadMoves(answer, moves, list)) return r;
   r.moveCount = static_cast<int16_t>(list.size());
   r.moves = std::move(list);
   return r;

@@ -154,6 +154,25 @@ TEST(LiChessAnswer, MoveLists) {
   r = ParseLiChessAnswer(R"({"category":"win","moves":[{"uci":"e2e4","dtm":null,"category":"draw"}]})");
   ASSERT_EQ(r.moveCount, 1);
   EXPECT_EQ(r.moves[0].wdl, 0);
+
+  // Keys are never borrowed across objects. A move without a category is
+  // unknown, not its neighbour's loss (which would make it a mating move)...
+  r = ParseLiChessAnswer(
+      R"({"category":"win","moves":[{"uci":"e2e4","dtm":null},{"uci":"d2d4","dtm":-3,"category":"loss"}]})");
+  ASSERT_EQ(r.moveCount, 2);
+  EXPECT_EQ(r.moves[0].wdl, kWdlUnknown);
+  EXPECT_EQ(r.moves[1].wdl, -1);
+  // ...a move without dtm makes the list unusable rather than taking the next one's...
+  EXPECT_EQ(ParseLiChessAnswer(R"({"category":"win","moves":[{"uci":"e2e4","category":"loss"},)"
+                               R"({"uci":"d2d4","dtm":-3,"category":"loss"}]})")
+                .moveCount,
+            -1);
+  // ...and a position without category or wdl is unknown, not its first
+  // move's draw (which would remove every key).
+  r = ParseLiChessAnswer(R"({"dtz":3,"moves":[{"uci":"e2e4","dtm":null,"category":"draw"}]})");
+  EXPECT_TRUE(r.IsUnknown());
+  // A position's dtm is not its move's either (it would read as a mate in 4).
+  EXPECT_EQ(ParseLiChessAnswer(R"({"wdl":1,"moves":[{"uci":"e2e4","wdl":-1,"dtm":7}]})").dtm, kDtmAbsent);
 }
 
 TEST(LiChessAnswer, Keys) {
