@@ -213,7 +213,7 @@ int Report(const TSolveOptions& o, const std::string& fen, const TSolveRequest& 
   if (!out.refusal.empty()) return BadInput(out.refusal);
   const TSolveResult& res = out.result;
   if (o.json) {
-    std::printf("%s\n", RunJson(fen, r, res, out.endText).dump(2).c_str());
+    PrintJson(RunJson(fen, r, res, out.endText).dump(2));
   } else if (res.status != TRunStatus::kRefused && res.status != TRunStatus::kFailed) {
     std::printf("%s", SolutionsText(res.solutions, r.languageId).c_str());
     std::printf("%s\n", out.endText.c_str());
@@ -387,7 +387,7 @@ int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const
     nlohmann::json j;
     j["file"] = o.file;
     j["problems"] = std::move(all);
-    std::printf("%s\n", j.dump(2).c_str());
+    PrintJson(j.dump(2));
   }
   if (stored) {
     try {

@@ -40,7 +40,17 @@ struct CommandRegistrar {
 // True when args holds "--help" or "-h".
 bool WantsHelp(const std::vector<std::string>& args);
 
-// Prints "ostravel-cli: <msg>" to stderr and returns kExitBadInput.
+// Prints "ostravel-cli: <msg>" to stderr and returns kExitBadInput. Under
+// --json (or --json-lines) the refusal is also printed on stdout as
+// {"status":"error","message":...}, unless the command's own JSON is out.
 int BadInput(const std::string& msg);
+
+// Set by main from the command's arguments: the output is JSON.
+void SetJsonOutput(bool json);
+// Prints a JSON document (or line) on stdout; after it no error object is
+// added, so a reader always finds exactly the documents it expects.
+void PrintJson(const std::string& text);
+// The error object of a failure that ends a JSON command (see BadInput).
+void PrintJsonError(const std::string& msg);
 
 }  // namespace ostravel::cli

@@ -136,7 +136,7 @@ int RunEpdBatch(const std::vector<std::string>& args) {
   for (const auto& e : epd.errors) {
     if (o.jsonLines) {
       nlohmann::json j{{"line", e.line}, {"status", "error"}, {"message", e.message}};
-      std::printf("%s\n", j.dump().c_str());
+      PrintJson(j.dump());
     } else {
       std::printf("line %d: error: %s\n", e.line, e.message.c_str());
     }
@@ -243,7 +243,7 @@ int RunEpdBatch(const std::vector<std::string>& args) {
     j["seconds"] = seconds;
     j["nodes"] = nodes;
     if (o.jsonLines) {
-      std::printf("%s\n", j.dump().c_str());
+      PrintJson(j.dump());
     } else {
       std::string keys;
       for (const auto& k : keysSan) keys += (keys.empty() ? "" : " ") + k;
@@ -272,7 +272,7 @@ int RunEpdBatch(const std::vector<std::string>& args) {
     nlohmann::json s{{"positions", positions}, {"solved", solved},  {"shorter", shorter},
                      {"wrong_bm", wrongBm},    {"no_mate", noMate}, {"errors", broken},
                      {"stopped", halted},      {"seconds", total}};
-    std::printf("%s\n", nlohmann::json{{"summary", s}}.dump().c_str());
+    PrintJson(nlohmann::json{{"summary", s}}.dump());
   } else {
     std::printf("%d positions: %d solved, %d wrong bm, %d shorter mate, %d no mate, %d errors", positions,
                 solved, wrongBm, shorter, noMate, broken);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -34,8 +35,30 @@ bool WantsHelp(const std::vector<std::string>& args) {
                      [](const std::string& a) { return a == "--help" || a == "-h"; });
 }
 
+namespace {
+bool g_json = false;
+bool g_jsonPrinted = false;
+}  // namespace
+
+void SetJsonOutput(bool json) {
+  g_json = json;
+}
+
+void PrintJson(const std::string& text) {
+  std::printf("%s\n", text.c_str());
+  std::fflush(stdout);
+  g_jsonPrinted = true;
+}
+
+void PrintJsonError(const std::string& msg) {
+  if (!g_json || g_jsonPrinted) return;
+  PrintJson(nlohmann::json{{"status", "error"}, {"message", msg}}.dump(
+      2, ' ', false, nlohmann::json::error_handler_t::replace));
+}
+
 int BadInput(const std::string& msg) {
   std::fprintf(stderr, "ostravel-cli: %s\n", msg.c_str());
+  PrintJsonError(msg);
   return kExitBadInput;
 }
 
@@ -105,6 +128,8 @@ int main(int argc, char** argv) {
     return kExitOk;
   }
   std::vector<std::string> args(argv + 2, argv + argc);
+  SetJsonOutput(std::any_of(args.begin(), args.end(),
+                            [](const std::string& a) { return a == "--json" || a == "--json-lines"; }));
   InstallCrashHandlerUnlessDisabled();
   if (name == "crash-test") return RunCrashTestCommand(args);
   for (const auto& c : Commands()) {
@@ -113,6 +138,7 @@ int main(int argc, char** argv) {
         return c.run(args);
       } catch (const std::exception& e) {
         std::fprintf(stderr, "ostravel-cli: %s\n", e.what());
+        PrintJsonError(e.what());
         return kExitFailure;
       }
     }

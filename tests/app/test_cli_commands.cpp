@@ -267,5 +267,35 @@ TEST_F(SolveCommand, RegisterFlagsThatCannotWork) {
   EXPECT_FALSE(fs::exists(home_ / "x.tmpReg"));
 }
 
+// Under --json a refused input still gives one JSON object on stdout, with
+// status "error", the message and exit code 1; a refused position prints its
+// run object only, never a second one.
+TEST_F(SolveCommand, JsonReportsEveryRefusal) {
+  WriteText(home_ / "empty.cp", "");
+  const std::vector<std::vector<std::string>> refused = {
+      {"solve", "--fen", "bad fen", "--mate", "2", "--json"},
+      {"solve", "--fen", kMateIn5, "--mate", "500", "--json"},
+      {"solve", "--json", "--fen", kMateIn5},
+      {"solve", home_.string(), "--json"},
+      {"solve", (home_ / "empty.cp").string(), "--json"},
+      {"solve", (home_ / "missing.cp").string(), "--json"},
+      {"solve", "--fen", kMateIn5, "--mate", "5", "--json", "--load-register",
+       (home_ / "none.tmpReg").string()},
+      {"solve", "--fen", "kK6/8/8/8/8/8/8/8 w - - 0 1", "--mate", "2", "--json"},
+      {"solve", "--epd", (home_ / "missing.epd").string(), "--json-lines"},
+  };
+  for (const auto& args : refused) {
+    const TCliRun r = RunCli(args);
+    const std::string what = args[1] + " " + args[2];
+    EXPECT_EQ(r.code, 1) << what;
+    nlohmann::json j;
+    ASSERT_NO_THROW(j = r.Json()) << what << "\n" << r.out;
+    EXPECT_EQ(j["status"], "error") << what;
+    EXPECT_FALSE(j.value("message", std::string()).empty()) << what;
+  }
+  // Without --json stdout stays empty.
+  EXPECT_TRUE(RunCli({"solve", "--fen", "bad fen", "--mate", "2"}).out.empty());
+}
+
 }  // namespace
 }  // namespace ostravel
