@@ -175,7 +175,7 @@ bool SameSearchSettings(const TSearchSettings& a, const TSearchSettings& b) {
          a.lookForQuickerMateDepth == b.lookForQuickerMateDepth && a.verifyHeuristics == b.verifyHeuristics &&
          a.allowExceptions == b.allowExceptions && a.customShortMateDepth == b.customShortMateDepth &&
          a.cutRepetitions == b.cutRepetitions && a.letTwoThreadsShareAMove == b.letTwoThreadsShareAMove &&
-         a.computeVariations == b.computeVariations;
+         a.computeVariations == b.computeVariations && a.showDuals == b.showDuals;
 }
 
 // Builds and checks the root. Returns the refusal text, empty when fine.
@@ -336,6 +336,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     // register, so only the passes that are not exact anyway do it.
     ss.cutRepetitions = plan.heuristics != 0;
     ss.computeVariations = r.computeVariations;
+    ss.showDuals = r.showDuals;
     ss.probe = r.probe;
     ss.logMoves = r.logMoves;
     ss.logPath = r.logMoves && r.logPath.empty() ? SearchLogPath(r) : r.logPath;

@@ -69,7 +69,9 @@ void TSearcher<Policy>::Explain(TSolution& sol, int d) {
 }
 
 // Black to move in stack_[p] with d plies left (even): every defence with
-// White's shortest answer, recursively.
+// White's shortest answer, recursively; with duals on, White's other answers
+// of the same length too (their own play is not shown: it would multiply
+// the tree, and a dual is judged by its existence).
 template <class Policy>
 void TSearcher<Policy>::Variations(int p, int d, std::vector<TVariation>& out, int& budget, bool& truncated) {
   TMove moves[kMaxMoves];
@@ -83,8 +85,20 @@ void TSearcher<Policy>::Variations(int p, int d, std::vector<TVariation>& out, i
     v.black = moves[i];
     v.blackText = MoveToText(stack_[p], moves[i]);
     PlayMove(stack_[p], stack_[p + 1], moves[i]);
-    const int plies = ShortestMates(p + 1, d - 1, &v.white);
-    if (!plies) continue;
+    int plies = 0;
+    if (s_.settings_.showDuals) {
+      // Every quickest answer, in generation order: the first is the one a
+      // search without duals would show.
+      std::vector<TMove> quickest;
+      plies = ShortestMates(p + 1, d - 1, nullptr, &quickest);
+      if (!plies) continue;
+      v.white = quickest.front();
+      v.duals.assign(quickest.begin() + 1, quickest.end());
+      for (const TMove& m : v.duals) v.dualTexts.push_back(MoveToText(stack_[p + 1], m));
+    } else {
+      plies = ShortestMates(p + 1, d - 1, &v.white);
+      if (!plies) continue;
+    }
     --budget;
     v.whiteText = MoveToText(stack_[p + 1], v.white);
     v.mate = plies == 1;

@@ -36,6 +36,11 @@ struct TVariation {
   TMove white{};
   std::string whiteText;
   bool mate = false;  // the White move mates at once
+  // Duals: White's other moves that mate (or go on to mate) as quickly as
+  // `white`, first moves only; empty when White's answer is unique or duals
+  // were not asked for.
+  std::vector<TMove> duals;
+  std::vector<std::string> dualTexts;
   std::vector<TVariation> next;
 };
 
@@ -71,6 +76,7 @@ struct TSearchSettings {
   int levels = 1;                       // multithreading levels (1..64)
   bool letTwoThreadsShareAMove = true;  // LetAnalyzeTheSameMoveInTwoThreads
   bool computeVariations = true;
+  bool showDuals = true;        // list every quickest White answer of a variation
   int maxVariationNodes = 600;  // cap on the printed solution tree per key
   bool logMoves = false;
   std::string logPath;                 // search log file (LogMoves)

@@ -90,6 +90,7 @@ struct TSolveRequest {
   bool collectStats = false;  // fill TSolveResult::stats (a slower build of the same search)
 
   bool computeVariations = true;
+  bool showDuals = true;  // every quickest White answer in the variations (false: one per defence)
   int languageId = 1;
   bool logMoves = false;
   std::string logPath;  // empty: SearchLogPath

@@ -51,6 +51,8 @@ void Help() {
       "                          answer to the engine's proposal of another thread\n"
       "                          count (default no)\n"
       "  --no-variations         print the keys and threats only\n"
+      "  --no-duals              one White answer per defence (default: every answer\n"
+      "                          that mates as quickly, marked \"(dual)\")\n"
       "  --lang en|pl|uk         language of the texts (default: LanguageId)\n"
       "  --json                  one JSON object on stdout (see README)\n"
       "  --quiet                 no progress line\n"
@@ -85,7 +87,8 @@ struct TSolveOptions {
   int threads = 1;
   std::optional<int> levels;
   bool acceptProposal = false;
-  bool variations = true, json = false, quiet = false, all = false, store = false, stats = false;
+  bool variations = true, duals = true, json = false, quiet = false, all = false, store = false,
+       stats = false;
   bool globalRegister = true;
   int problem = 0;
   int lang = -1;
@@ -152,6 +155,8 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
       o.noSecondPass = true;
     } else if (a == "--no-variations") {
       o.variations = false;
+    } else if (a == "--no-duals") {
+      o.duals = false;
     } else if (a == "--json") {
       o.json = true;
     } else if (a == "--quiet") {
@@ -203,6 +208,7 @@ void ApplyOptions(const TSolveOptions& o, TSolveRequest& r) {
     if (adjusted) std::fprintf(stderr, "%s\n", kLevelsAdjustedText);
   }
   r.computeVariations = o.variations;
+  r.showDuals = o.duals;
   r.collectStats = o.stats;
   if (o.lang >= 0) r.languageId = o.lang;
 }

@@ -19,8 +19,13 @@ namespace {
 void VariationText(const std::vector<TVariation>& vs, int blackMoveNo, int indent, std::string& out) {
   for (const auto& v : vs) {
     out += std::string(static_cast<size_t>(indent), ' ');
-    out += std::to_string(blackMoveNo) + "..." + v.blackText + " " + std::to_string(blackMoveNo + 1) + "." +
-           v.whiteText + (v.mate ? "#" : "") + "\n";
+    const std::string mate = v.mate ? "#" : "";
+    const std::string white = std::to_string(blackMoveNo + 1) + ".";
+    out += std::to_string(blackMoveNo) + "..." + v.blackText + " " + white + v.whiteText + mate;
+    // A dual: White's other answers that are as quick, on the same line.
+    for (const std::string& d : v.dualTexts) out += ", " + white + d + mate;
+    if (!v.dualTexts.empty()) out += "  (dual)";
+    out += "\n";
     VariationText(v.next, blackMoveNo + 1, indent + 3, out);
   }
 }
@@ -34,6 +39,13 @@ nlohmann::json VariationsJson(const std::vector<TVariation>& vs) {
     j["white"] = v.whiteText;
     j["white_uci"] = MoveToUci(v.white);
     j["mate"] = v.mate;
+    j["dual"] = !v.duals.empty();
+    if (!v.duals.empty()) {
+      nlohmann::json duals = nlohmann::json::array();
+      for (size_t i = 0; i < v.duals.size(); ++i)
+        duals.push_back({{"white", v.dualTexts[i]}, {"white_uci", MoveToUci(v.duals[i])}});
+      j["duals"] = std::move(duals);
+    }
     if (!v.next.empty()) j["variations"] = VariationsJson(v.next);
     arr.push_back(std::move(j));
   }

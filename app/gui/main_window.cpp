@@ -1273,12 +1273,18 @@ void AddVariations(QTreeWidgetItem* parent, const std::vector<TVariation>& vs, s
     l.push_back(v.black);
     l.push_back(v.white);
     auto* item = new QTreeWidgetItem(parent);
-    item->setText(0, QStringLiteral("%1...%2 %3.%4%5")
-                         .arg(moveNo)
-                         .arg(Q(v.blackText))
-                         .arg(moveNo + 1)
-                         .arg(Q(v.whiteText))
-                         .arg(v.mate ? QStringLiteral("#") : QString()));
+    const QString mate = v.mate ? QStringLiteral("#") : QString();
+    QString text = QStringLiteral("%1...%2 %3.%4%5")
+                       .arg(moveNo)
+                       .arg(Q(v.blackText))
+                       .arg(moveNo + 1)
+                       .arg(Q(v.whiteText))
+                       .arg(mate);
+    // White's other answers that are as quick: a dual.
+    for (const std::string& d : v.dualTexts)
+      text += QStringLiteral(", %1.%2%3").arg(moveNo + 1).arg(Q(d)).arg(mate);
+    if (!v.dualTexts.empty()) text += QStringLiteral("  (dual)");
+    item->setText(0, text);
     item->setData(0, kMovesRole, PackMoves(l));
     AddVariations(item, v.next, l, moveNo + 1);
   }

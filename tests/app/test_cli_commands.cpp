@@ -297,5 +297,28 @@ TEST_F(SolveCommand, JsonReportsEveryRefusal) {
   EXPECT_TRUE(RunCli({"solve", "--fen", "bad fen", "--mate", "2"}).out.empty());
 }
 
+// A variation with two quickest answers shows both, marked, in the text and
+// the JSON; --no-duals keeps one per defence.
+TEST_F(SolveCommand, DualsAreShownUnlessSwitchedOff) {
+  const char* fen = "4K3/8/4k3/2PpppP1/8/2P1Q1P1/4B3/8 w - - 0 1";  // 1...d4 2.Bc4#, 2.Qc6#
+  const TCliRun text = RunCli({"solve", "--fen", fen, "--mate", "2", "--quiet"});
+  EXPECT_EQ(text.code, 0);
+  EXPECT_NE(text.out.find("1...d5-d4 2.Be2-c4#, 2.Qe4-c6#  (dual)"), std::string::npos) << text.out;
+  const TCliRun plain = RunCli({"solve", "--fen", fen, "--mate", "2", "--quiet", "--no-duals"});
+  EXPECT_EQ(plain.out.find("(dual)"), std::string::npos) << plain.out;
+  EXPECT_NE(plain.out.find("1...d5-d4 2.Be2-c4#\n"), std::string::npos) << plain.out;
+
+  const nlohmann::json j = RunCli({"solve", "--fen", fen, "--mate", "2", "--json"}).Json();
+  bool seen = false;
+  for (const auto& v : j["solutions"][0]["variations"])
+    if (v["black_uci"] == "d5d4") {
+      seen = true;
+      EXPECT_TRUE(v["dual"].get<bool>());
+      ASSERT_EQ(v["duals"].size(), 1u);
+      EXPECT_EQ(v["duals"][0]["white_uci"], "e4c6");
+    }
+  EXPECT_TRUE(seen);
+}
+
 }  // namespace
 }  // namespace ostravel
