@@ -9,6 +9,7 @@
 #include "engine/run_internal.h"
 #include "engine/run_register.h"
 #include "engine/run_registry.h"
+#include "engine/threads.h"
 #include "precalc/position_type.h"
 #include "problems/problem.h"
 #include "registers/temporary_register.h"
@@ -257,7 +258,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
 
   if (!aux) {
     TypeCheck(st, root);
-    res.summary = SettingsSummary(r, r.hybridPhase);
+    res.summary = SettingsSummary(r, r.hybridPhase, ProcessorCount(true));
     st.Message(TEngineMessage::kInfo, Joined(res.summary));
     st.Message(TEngineMessage::kStatus, ModeStatusLine(r));
   }
@@ -316,7 +317,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     res.mode = plan.mode;
     if (limit && static_cast<int>(keys.size()) >= limit) continue;
     if (plan.kind == TPassKind::kHybridPhase2 && r.hybridPhase == 1) {
-      res.summary = SettingsSummary(r, 2);
+      res.summary = SettingsSummary(r, 2, ProcessorCount(true));
       st.Message(TEngineMessage::kInfo, Joined(res.summary));
     }
 

@@ -23,7 +23,25 @@ uint64_t EffectiveMainThreads(int threads, int forcedThreads, int levels, bool b
   return n;
 }
 
-std::vector<std::string> SettingsSummary(const TSolveRequest& r, int hybridPhase) {
+uint64_t RunningMainThreads(int threads, int forcedThreads, int levels, bool bruteForce, int processors) {
+  const uint64_t all = EffectiveMainThreads(threads, forcedThreads, levels, bruteForce);
+  const uint64_t first = static_cast<uint64_t>(std::max({forcedThreads, threads, 1}));
+  if (levels < 2) return first;
+  return std::max(first, std::min(all, static_cast<uint64_t>(std::max(processors, 1))));
+}
+
+namespace {
+uint32_t InitialHeuristics(const TSolveRequest& r) {
+  // A brute-force run starts without any heuristics.
+  return r.bruteForce && r.hybridPhase == 0 ? 0 : r.heuristics;
+}
+}  // namespace
+
+bool QuickModeActs(const TSolveRequest& r) {
+  return !r.safeMode && !r.safeModeForcedByEngine && InitialHeuristics(r) != 0;
+}
+
+std::vector<std::string> SettingsSummary(const TSolveRequest& r, int hybridPhase, int processors) {
   const int lang = r.languageId;
   std::vector<std::string> out;
   out.push_back(EngineText(TEngineText::kSummaryTitle, lang));
@@ -37,8 +55,8 @@ std::vector<std::string> SettingsSummary(const TSolveRequest& r, int hybridPhase
                                              TEngineText::kModeAll};
     out.push_back(EngineText(kModes[static_cast<size_t>(r.mode)], lang));
   }
-  out.push_back(EngineText(
-      r.safeMode || r.safeModeForcedByEngine ? TEngineText::kSafeModeOn : TEngineText::kQuickModeOn, lang));
+  // Without a heuristic pass every pass is exact: that is safe mode.
+  out.push_back(EngineText(QuickModeActs(r) ? TEngineText::kQuickModeOn : TEngineText::kSafeModeOn, lang));
   out.push_back(ShortMateDepthLine(r.customShortMateDepth, lang));
   std::string threads = EngineFormat(EngineText(TEngineText::kThreads, lang), r.threads);
   if (r.forcedThreads > r.threads)
@@ -47,19 +65,16 @@ std::vector<std::string> SettingsSummary(const TSolveRequest& r, int hybridPhase
   out.push_back(EngineFormat(EngineText(TEngineText::kLevels, lang), r.levels));
   if (r.levels >= 2) {
     const bool brute = r.bruteForce || hybridPhase == 2;
-    out.push_back(EngineFormat(
-        EngineText(TEngineText::kEffectiveThreads, lang),
-        static_cast<unsigned long long>(EffectiveMainThreads(r.threads, r.forcedThreads, r.levels, brute))));
+    out.push_back(EngineFormat(EngineText(TEngineText::kEffectiveThreads, lang),
+                               static_cast<unsigned long long>(RunningMainThreads(
+                                   r.threads, r.forcedThreads, r.levels, brute, processors))));
   }
-  if (r.schedulerLevels == 0)
-    out.push_back(EngineText(TEngineText::kSchedulerOff, lang));
-  else
-    out.push_back(EngineFormat(EngineText(TEngineText::kSchedulerOn, lang), r.levels + 1,
-                               r.levels + r.schedulerLevels));
-  out.push_back(EngineText(
-      r.customScheduler ? TEngineText::kCustomSchedulerOn : TEngineText::kCustomSchedulerOff, lang));
-  // A brute-force run starts without any heuristics.
-  const uint32_t initial = r.bruteForce && r.hybridPhase == 0 ? 0 : r.heuristics;
+  // No scheduler reorders the moves of the levels below the threads yet
+  // (SchedulerLevels and CustomScheduler are read but change nothing), so
+  // the summary says it is off whatever they hold.
+  out.push_back(EngineText(TEngineText::kSchedulerOff, lang));
+  out.push_back(EngineText(TEngineText::kCustomSchedulerOff, lang));
+  const uint32_t initial = InitialHeuristics(r);
   out.push_back(EngineFormat(EngineText(TEngineText::kInitialHeuristics, lang),
                              HeuristicSetNames(initial, lang).c_str()));
   return out;
@@ -67,7 +82,7 @@ std::vector<std::string> SettingsSummary(const TSolveRequest& r, int hybridPhase
 
 std::string ModeStatusLine(const TSolveRequest& r) {
   if (r.safeModeForcedByEngine) return EngineText(TEngineText::kStatusSafeModeForced, r.languageId);
-  if (r.safeMode) return EngineText(TEngineText::kStatusSafeMode, r.languageId);
+  if (!QuickModeActs(r)) return EngineText(TEngineText::kStatusSafeMode, r.languageId);
   return EngineText(TEngineText::kStatusQuickMode, r.languageId);
 }
 

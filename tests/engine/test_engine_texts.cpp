@@ -67,13 +67,12 @@ TEST(SettingsSummary, ItemsInOrderForAPlainRun) {
   r.levels = 1;
   r.schedulerLevels = 0;
   r.customScheduler = false;
-  const auto s = SettingsSummary(r, 0);
+  const auto s = SettingsSummary(r, 0, 2);
   const std::vector<std::string> want = {
       "Main settings of current analysis",
       "* Search for no more than 3 solutions",
-      "* Quick mode implicit heuristics is on, but it does not affect second pass (without heuristics), "
-      "which "
-      "is/will be run in safe mode",
+      // No heuristic pass runs, so quick mode has nothing to act on.
+      "* Safe mode is on (implicit quick mode heuristics is off)",
       "* Default depth of search for short mate (typically #7, sometimes #6 or #8)",
       "* Threads = 4",
       "* Multithreading levels = 1",
@@ -94,31 +93,36 @@ TEST(SettingsSummary, ThreadsLevelsSchedulerAndHeuristics) {
   r.customScheduler = true;
   r.heuristics = 0x4;
   r.customShortMateDepth = 10;
-  const auto s = SettingsSummary(r, 0);
+  const auto s = SettingsSummary(r, 0, 16);
   EXPECT_TRUE(Has(s, "* Safe mode is on (implicit quick mode heuristics is off)"));
   EXPECT_TRUE(Has(s, "* Custom depth of search for short mate: #6"));
   EXPECT_TRUE(Has(s, "* Threads = 3 (but forced by engine to 4)"));
   EXPECT_TRUE(Has(s, "* Multithreading levels = 2"));
   EXPECT_TRUE(Has(s, "* Effective number of main threads = 12"));
-  EXPECT_TRUE(Has(s, "* Scheduler is on: moves from 3 to 8 are 'juggled' by scheduler"));
-  EXPECT_TRUE(Has(s, "* Custom scheduler is on"));
+  // The scheduler does not run, whatever its settings say.
+  EXPECT_TRUE(Has(s, "* Scheduler is off"));
+  EXPECT_TRUE(Has(s, "* Custom scheduler is off"));
+  // The pool stops at the processors once the first level has its threads.
+  EXPECT_TRUE(Has(SettingsSummary(r, 0, 2), "* Effective number of main threads = 4"));
+  EXPECT_TRUE(Has(SettingsSummary(r, 0, 8), "* Effective number of main threads = 8"));
   EXPECT_TRUE(Has(s, "* Initial set of heuristics: SH_KEEPKINGONTHEEDGE"));
   // A forced count not above the request is not shown.
   r.forcedThreads = 2;
-  EXPECT_TRUE(Has(SettingsSummary(r, 0), "* Threads = 3"));
+  EXPECT_TRUE(Has(SettingsSummary(r, 0, 2), "* Threads = 3"));
 }
 
 TEST(SettingsSummary, OneLevelHasNoEffectiveThreadsLine) {
   TSolveRequest r;
   r.threads = 8;
   r.levels = 1;
-  for (const auto& line : SettingsSummary(r, 0)) EXPECT_EQ(line.find("Effective number"), std::string::npos);
+  for (const auto& line : SettingsSummary(r, 0, 2))
+    EXPECT_EQ(line.find("Effective number"), std::string::npos);
 }
 
 TEST(SettingsSummary, HybridPhasesAndBruteForce) {
   TSolveRequest r;
   r.hybridPhase = 1;
-  auto s = SettingsSummary(r, 1);
+  auto s = SettingsSummary(r, 1, 2);
   ASSERT_GE(s.size(), 3u);
   EXPECT_EQ(
       s[1],
@@ -126,7 +130,7 @@ TEST(SettingsSummary, HybridPhasesAndBruteForce) {
       "dual(s)");
   EXPECT_EQ(s[2],
             "  - now running the first (heuristical) phase of hybrid brute force (no solution found yet)");
-  s = SettingsSummary(r, 2);
+  s = SettingsSummary(r, 2, 2);
   EXPECT_EQ(
       s[2],
       "  - now running the second (brute force) phase of hybrid brute force (at least one solution already "
@@ -134,7 +138,7 @@ TEST(SettingsSummary, HybridPhasesAndBruteForce) {
   TSolveRequest b;
   b.bruteForce = true;
   b.heuristics = 0x4;
-  EXPECT_TRUE(Has(SettingsSummary(b, 0), "* Initial set of heuristics: none"));
+  EXPECT_TRUE(Has(SettingsSummary(b, 0, 2), "* Initial set of heuristics: none"));
 }
 
 TEST(SettingsSummary, EffectiveThreads) {
@@ -142,11 +146,26 @@ TEST(SettingsSummary, EffectiveThreads) {
   EXPECT_EQ(EffectiveMainThreads(3, 0, 2, true), 6u);
   EXPECT_EQ(EffectiveMainThreads(3, 4, 3, false), 36u);
   EXPECT_EQ(EffectiveMainThreads(5, 0, 1, true), 5u);
+  // What runs: 4 x 2 levels on 2 processors is the first level's 4.
+  EXPECT_EQ(RunningMainThreads(4, 0, 2, false, 2), 4u);
+  EXPECT_EQ(RunningMainThreads(4, 0, 2, false, 6), 6u);
+  EXPECT_EQ(RunningMainThreads(4, 0, 2, false, 64), 16u);
+  EXPECT_EQ(RunningMainThreads(4, 0, 1, false, 64), 4u);
 }
 
 TEST(SettingsSummary, ModeStatusLine) {
   TSolveRequest r;
+  r.heuristics = 0x4;
   EXPECT_EQ(ModeStatusLine(r), "> Quick Mode implicit heuristics ON (see Options)");
+  EXPECT_TRUE(Has(SettingsSummary(r, 0, 2),
+                  "* Quick mode implicit heuristics is on, but it does not affect second pass (without "
+                  "heuristics), which is/will be run in safe mode"));
+  // Without heuristics (none chosen, or brute force) nothing is quick.
+  r.bruteForce = true;
+  EXPECT_EQ(ModeStatusLine(r), "> Safe Mode (Quick Mode heuristics is OFF)");
+  r.bruteForce = false;
+  r.heuristics = 0;
+  EXPECT_EQ(ModeStatusLine(r), "> Safe Mode (Quick Mode heuristics is OFF)");
   r.safeMode = true;
   EXPECT_EQ(ModeStatusLine(r), "> Safe Mode (Quick Mode heuristics is OFF)");
   r.safeModeForcedByEngine = true;
