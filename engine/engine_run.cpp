@@ -182,6 +182,10 @@ bool SameSearchSettings(const TSearchSettings& a, const TSearchSettings& b) {
 // Builds and checks the root. Returns the refusal text, empty when fine.
 std::string MakeCheckedRoot(const TSolveRequest& r, TEngineTask task, TChessboard& root, TTaskContext& ctx) {
   const int lang = r.languageId;
+  // The one limit of every front end and file: the search's line holds 2n plies.
+  if (r.moves < 1 || r.moves > kMaxStipulationMoves)
+    return "Stipulation #" + std::to_string(r.moves) + " is out of range: #1 to #" +
+           std::to_string(kMaxStipulationMoves);
   const TProblem p = ProblemOfRequest(r);
   try {
     p.MakeRoot(root, ctx, true);

@@ -11,6 +11,7 @@
 #include "engine/search_policy.h"
 #include "engine/search_stats.h"
 #include "engine/search_types.h"
+#include "problems/problem.h"
 
 namespace ostravel {
 
@@ -19,6 +20,7 @@ class IPositionProbe;
 class TMateSearch;
 
 constexpr int kMaxSearchPly = 250;
+static_assert(2 * kMaxStipulationMoves <= kMaxSearchPly, "a stipulation that loads must fit the search");
 // Cancel flags a searcher can watch at once (one per split level and more).
 constexpr int kMaxSearchCancels = 72;
 

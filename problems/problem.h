@@ -15,9 +15,10 @@
 
 namespace ostravel {
 
-// Longest stipulation a record accepts: its plies (2n, with Black to move)
-// must fit the 16-bit ply counters.
-constexpr int kMaxStipulationMoves = 32767;
+// Longest stipulation anything accepts: a record, a command, the engine. Its
+// plies (2n, with Black to move) must fit the search's line of 250 positions,
+// so a problem that loads is one that can be solved.
+constexpr int kMaxStipulationMoves = 125;
 
 // A named move line kept with a problem. A variant holds one or more lines of
 // play, each a list of moves in full notation ("Qd1-h5", "d5:e6", "e7-e8Q",

@@ -27,6 +27,9 @@
 namespace ostravel::cli {
 namespace {
 
+constexpr const char* kMateRangeText = "solve: --mate must be from 1 to 125";
+static_assert(kMaxStipulationMoves == 125, "the text above names the limit");
+
 void Help() {
   std::printf(
       "Usage: ostravel-cli solve --fen \"<FEN>\" --mate <n> [options]\n"
@@ -121,7 +124,7 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
       if (!value()) return "solve: --fen needs a FEN";
       o.fen = v;
     } else if (a == "--mate") {
-      if (!value() || !ParseInt(v, 1, 120, n)) return "solve: --mate must be from 1 to 120";
+      if (!value() || !ParseInt(v, 1, kMaxStipulationMoves, n)) return kMateRangeText;
       o.moves = static_cast<int>(n);
     } else if (a == "--mode") {
       SolutionMode m;
@@ -183,7 +186,7 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
   } else {
     if (o.problem || o.all || o.store) return "solve: --problem, --all and --store need a collection file";
     if (o.fen.empty()) return "solve: --fen \"<FEN>\" is required";
-    if (!o.moves) return "solve: --mate must be from 1 to 120";
+    if (!o.moves) return kMateRangeText;
   }
   return {};
 }

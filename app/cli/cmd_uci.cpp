@@ -36,7 +36,7 @@ namespace ostravel::cli {
 namespace {
 
 constexpr const char* kStartFen = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
-constexpr int kMaxIterMoves = 120;
+constexpr int kMaxIterMoves = kMaxStipulationMoves;  // "go infinite" deepens up to the longest stipulation
 
 void Help() {
   std::printf(

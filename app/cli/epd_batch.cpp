@@ -76,7 +76,8 @@ std::string ParseBatchArgs(const std::vector<std::string>& args, TBatchOptions& 
       if (!number(1, 255, v)) return "solve: --threads must be from 1 to 255";
       o.threads = static_cast<int>(v);
     } else if (a == "--mate") {
-      if (!number(1, 120, v)) return "solve: --mate must be from 1 to 120";
+      static_assert(kMaxStipulationMoves == 125, "the text names the limit");
+      if (!number(1, kMaxStipulationMoves, v)) return "solve: --mate must be from 1 to 125";
       o.defaultMoves = static_cast<int>(v);
     } else if (a == "--time-limit") {
       if (!number(0.001, 1e9, v)) return "solve: --time-limit needs seconds";

@@ -289,5 +289,25 @@ TEST(RunRegister, FilesOfTheRequestAreLoadedAndSaved) {
   EXPECT_NE(refused.message.find("Error opening file "), std::string::npos) << refused.message;
 }
 
+// The one stipulation limit: #125 runs (a lone White king, which cannot
+// mate, ends at once), #126 and #0 are refused with the range, never a
+// search that fails half-way.
+TEST(RunLimits, StipulationRangeIsTheSameEverywhere) {
+  const std::string noMoves = "k7/8/8/8/8/8/p7/K7 w - - 0 1";
+  TSolveResult r = SolveOnce(Request(noMoves, kMaxStipulationMoves));
+  EXPECT_EQ(r.status, TRunStatus::kCompleted) << r.message;
+  EXPECT_TRUE(r.solutions.empty());
+  for (int n : {0, kMaxStipulationMoves + 1, 32767}) {
+    TEngine engine;
+    const std::string refusal = engine.Start(Request(noMoves, n), {});
+    if (refusal.empty()) {
+      engine.Wait();
+      r = engine.Result();
+      EXPECT_EQ(r.status, TRunStatus::kRefused) << n;
+      EXPECT_EQ(r.message, "Stipulation #" + std::to_string(n) + " is out of range: #1 to #125");
+    }
+  }
+}
+
 }  // namespace
 }  // namespace ostravel

@@ -125,8 +125,9 @@ TEST(CpReader, LexicalErrors) {
 TEST(CpReader, InvalidFenAndStipulation) {
   EXPECT_EQ(Message("#2 { D: x\n FEN: not a fen\n}"), "Invalid data");
   EXPECT_EQ(Message("#0 { W: Ke1 B: Ke8 }"), "Invalid data");
-  EXPECT_EQ(Message("#32768 { W: Ke1 B: Ke8 }"), "Invalid data");
-  EXPECT_EQ(OnlyProblem("#32767 { W: Ke1 B: Ke8 }").moves, 32767);
+  EXPECT_EQ(Message("#126 { W: Ke1 B: Ke8 }"), "Invalid data");
+  EXPECT_EQ(Message("#32767 { W: Ke1 B: Ke8 }"), "Invalid data");
+  EXPECT_EQ(OnlyProblem("#125 { W: Ke1 B: Ke8 }").moves, 125);
 }
 
 TEST(CpReader, HeaderLines) {
