@@ -69,6 +69,17 @@ constexpr std::array kKeys = {
 
 #undef OSTRAVEL_KEY
 
+// Each entry leaves this list with the code that acts on it.
+constexpr std::array kNoEffectYet = {
+    "SchedulerLevels",          "CustomScheduler",
+    "SchedulerThreadPool",      "ObserverLevels",
+    "CheckTempRegCoherency",    "UseGlobalRules",
+    "RegisterInfoLog",          "TryRelaxSpecialHeuristicsLog",
+    "PromptHeuristics",         "UsePredefinedIndications",
+    "CommentCompatibilityMode", "ShowMainVariant",
+    "MinimizeToTray",           "GlobalRegisterForceDiskAccess",
+};
+
 constexpr const char* kPrecalcPathKey = "PrecalcPath";
 constexpr const char* kMessageServiceUrlKey = "MessageServiceUrl";
 constexpr const char* kCrashReportUrlKey = "CrashReportUrl";
@@ -113,6 +124,12 @@ void TSettings::UpdateDerivedLimits() {
 
 std::span<const TSettingKey> SettingKeys() {
   return kKeys;
+}
+
+bool SettingHasNoEffectYet(std::string_view name) {
+  for (const char* k : kNoEffectYet)
+    if (EqualsNoCase(name, k)) return true;
+  return false;
 }
 
 const TSettingKey* FindSettingKey(std::string_view name) {

@@ -111,6 +111,11 @@ struct TSettingKey {
 std::span<const TSettingKey> SettingKeys();
 // Case-insensitive lookup; nullptr when unknown.
 const TSettingKey* FindSettingKey(std::string_view name);
+// Keys that are read, kept and written, but that nothing in the program acts
+// on yet (the scheduler, heuristic prompts, tray, ...): the options dialog
+// and `config` say so rather than let the user believe they change a run.
+bool SettingHasNoEffectYet(std::string_view name);
+inline constexpr const char* kNoEffectYetNote = "(no effect yet)";
 
 // Texts the settings code hands to the shell, by language id (Polish where a
 // Polish text exists, otherwise English).

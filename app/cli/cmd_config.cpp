@@ -47,6 +47,11 @@ void PrintSettings() {
       std::printf("PrecalcPath=%s\n", s.PrecalcPath.c_str());
   }
   std::printf("TablebaseUrl=%s\n", s.TablebaseUrl.c_str());
+  // Below the key list, so that the list stays one an options file can hold.
+  std::string inert;
+  for (const TSettingKey& k : SettingKeys())
+    if (SettingHasNoEffectYet(k.name)) inert += std::string(inert.empty() ? "" : ", ") + k.name;
+  std::printf("\nKept but %s: %s\n", kNoEffectYetNote, inert.c_str());
 
   const auto mb = [](uint64_t bytes) { return static_cast<unsigned long long>(bytes >> 20); };
   std::printf("\nPhysical memory:              %llu MB\n", mb(s.physicalMemoryBytes));

@@ -95,9 +95,16 @@ TOptionsDialog::TOptionsDialog(const TSettings& current, QWidget* parent) : QDia
     spin->setObjectName(QString::fromLatin1(k.name));
     spin->setRange(k.minValue, k.maxValue);
     spin->setValue(current.*(k.member));
-    spin->setToolTip(
-        QStringLiteral("%1 (%2..%3)").arg(QString::fromLatin1(k.name)).arg(k.minValue).arg(k.maxValue));
-    auto* label = new QLabel(LabelOf(k.name));
+    QString tip =
+        QStringLiteral("%1 (%2..%3)").arg(QString::fromLatin1(k.name)).arg(k.minValue).arg(k.maxValue);
+    QString text = LabelOf(k.name);
+    if (SettingHasNoEffectYet(k.name)) {
+      // Kept and saved, but nothing acts on it yet: the label says so.
+      text += QStringLiteral(" ") + tr("(no effect yet)");
+      tip += QStringLiteral(" ") + tr("(no effect yet)");
+    }
+    spin->setToolTip(tip);
+    auto* label = new QLabel(text);
     label->setWordWrap(true);
     label->setToolTip(spin->toolTip());
     form->addRow(label, spin);

@@ -231,3 +231,19 @@ TEST(SettingsLoadTest, LoadFillsTheProcessRecord) {
 
 }  // namespace
 }  // namespace ostravel
+
+namespace ostravel {
+
+// The keys said to have no effect are real keys, and the ones a run uses
+// are not among them.
+TEST(SettingsEffectTest, NoEffectListNamesRealKeysOnly) {
+  int inert = 0;
+  for (const TSettingKey& k : SettingKeys()) inert += SettingHasNoEffectYet(k.name);
+  EXPECT_EQ(inert, 14);
+  EXPECT_TRUE(SettingHasNoEffectYet("schedulerlevels"));
+  for (const char* used : {"LichessLevels", "MultithreadingLevels", "QuickMode", "AutoSaveMinutes",
+                           "LogMoves", "WarningOnLichessDataRepetition", "MaxMemRatioForTempReg"})
+    EXPECT_FALSE(SettingHasNoEffectYet(used)) << used;
+}
+
+}  // namespace ostravel

@@ -511,6 +511,7 @@ class TGuiTest : public QObject {
       QCOMPARE(spin->minimum(), k.minValue);
       QCOMPARE(spin->maximum(), k.maxValue);
       QCOMPARE(spin->value(), s.*(k.member));
+      QCOMPARE(spin->toolTip().contains("(no effect yet)"), SettingHasNoEffectYet(k.name));
     }
     d.SpinFor("AutoSaveMinutes")->setValue(0);
     d.SpinFor("MaxMemRatioForTempReg")->setValue(1000);  // held at the limit
