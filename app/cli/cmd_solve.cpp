@@ -236,6 +236,20 @@ int Report(const TSolveOptions& o, const std::string& fen, const TSolveRequest& 
   return res.status == TRunStatus::kStopped ? kExitStopped : kExitOk;
 }
 
+// The probes of one problem's run, into chain (which must outlive the run):
+// the global register first, then the problem's tablebase table; the
+// table's reports go to stderr.
+void AttachProbes(TProbeChain& chain, TSolveRequest& r, IPositionProbe* globalRegister,
+                  TTablebaseSession& tablebase) {
+  std::vector<std::string> notes;
+  r.probe = nullptr;
+  tablebase.Attach(r, &notes);
+  PrintTablebaseLines(notes);
+  chain.Add(globalRegister);
+  chain.Add(r.probe);
+  r.probe = chain.Get();
+}
+
 TCliRunOptions RunOptions(const TSolveOptions& o, std::atomic<bool>* interrupt) {
   TCliRunOptions ro;
   ro.registerOut = o.json ? stderr : stdout;
@@ -262,15 +276,11 @@ int SolveFen(const TSolveOptions& o, const TRegisterOptions& files, const TTable
   InterruptGuard guard(&interrupt);
   const std::unique_ptr<CGlobalRegisterProbe> globalRegister =
       o.globalRegister ? OpenGlobalRegister() : nullptr;
-  r.probe = nullptr;
   std::vector<std::string> notes;
   TTablebaseSession tablebase(tb, Settings(), &notes);
-  tablebase.Attach(r, &notes);
   PrintTablebaseLines(notes);
   TProbeChain probes;
-  probes.Add(globalRegister.get());
-  probes.Add(r.probe);
-  r.probe = probes.Get();
+  AttachProbes(probes, r, globalRegister.get(), tablebase);
   const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
   PrintTablebaseLines(tablebase.Conclude());
   const int code = Report(o, o.fen, r, out);
@@ -348,14 +358,8 @@ int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const
     if (!o.json)
       std::printf("%sProblem %d: #%d %s\n", k == chosen.front() ? "" : "\n", k, p.moves, r.title.c_str());
     std::fflush(stdout);
-    r.probe = nullptr;
-    tablebaseNotes.clear();
-    tablebase.Attach(r, &tablebaseNotes);
-    PrintTablebaseLines(tablebaseNotes);
     TProbeChain probes;
-    probes.Add(globalRegister.get());
-    probes.Add(r.probe);
-    r.probe = probes.Get();
+    AttachProbes(probes, r, globalRegister.get(), tablebase);
     const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
     PrintTablebaseLines(tablebase.Conclude());
     const std::string fen = p.Fen();

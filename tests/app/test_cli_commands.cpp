@@ -34,31 +34,22 @@ constexpr const char* kLong = "4k2K/3R1R2/8/8/8/8/8/6r1 w - - 0 1";          // 
 
 // A fresh OSTRAVEL_HOME, so that nothing touches the real data folder.
 fs::path FreshHome() {
-  const fs::path home = test::MakeOfflineHome();
-  setenv("OSTRAVEL_HOME", home.c_str(), 1);
-  return home;
+  return test::UseFreshHome();
 }
 
 std::string ReadText(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
+  return test::ReadTextFile(p);
 }
 
 void WriteText(const fs::path& p, const std::string& text) {
-  std::ofstream(p, std::ios::binary) << text;
+  test::WriteTextFile(p, text);
 }
 
 // ---------------------------------------------------------------- the commands
 
 // The command-line program, built beside the test programs' folder.
 fs::path CliPath() {
-  std::error_code ec;
-  const fs::path self = fs::read_symlink("/proc/self/exe", ec);
-  if (ec) return {};
-  const fs::path cli = self.parent_path().parent_path() / "ostravel-cli";
-  return fs::exists(cli, ec) ? cli : fs::path();
+  return test::CliProgramPath();
 }
 
 struct TCliRun {

@@ -27,18 +27,11 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 fs::path CliPath() {
-  std::error_code ec;
-  const fs::path self = fs::read_symlink("/proc/self/exe", ec);
-  if (ec) return {};
-  const fs::path cli = self.parent_path().parent_path() / "ostravel-cli";
-  return fs::exists(cli, ec) ? cli : fs::path();
+  return test::CliProgramPath();
 }
 
 std::string ReadText(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
+  return test::ReadTextFile(p);
 }
 
 // The program with pipes to its standard input and output, its settings in a

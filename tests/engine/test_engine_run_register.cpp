@@ -36,16 +36,11 @@ constexpr const char* kLong = "4k2K/3R1R2/8/8/8/8/8/6r1 w - - 0 1";          // 
 
 // A fresh OSTRAVEL_HOME, so that nothing touches the real data folder.
 fs::path FreshHome() {
-  const fs::path home = test::MakeTempDir();
-  setenv("OSTRAVEL_HOME", home.c_str(), 1);
-  return home;
+  return test::UseFreshHome();
 }
 
 std::string ReadText(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
+  return test::ReadTextFile(p);
 }
 
 TSolveResult SolveOnce(const TSolveRequest& r) {

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <sstream>
 #include <vector>
 
 namespace ostravel::test {
@@ -42,6 +43,31 @@ std::string MakeOfflineHome() {
   const std::string home = MakeTempDir();
   std::ofstream(std::filesystem::path(home) / "options.ini") << "[chess]\nLichessLevels=-1\n";
   return home;
+}
+
+std::string UseFreshHome() {
+  const std::string home = MakeOfflineHome();
+  setenv("OSTRAVEL_HOME", home.c_str(), 1);
+  return home;
+}
+
+std::string ReadTextFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+void WriteTextFile(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string CliProgramPath() {
+  std::error_code ec;
+  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
+  if (ec) return {};
+  const std::filesystem::path cli = self.parent_path().parent_path() / "ostravel-cli";
+  return std::filesystem::exists(cli, ec) ? cli.string() : std::string();
 }
 
 }  // namespace ostravel::test

@@ -19,6 +19,19 @@ std::string MakeTempDir();
 // tablebase off: a test never reaches beyond this machine.
 std::string MakeOfflineHome();
 
+// Sets OSTRAVEL_HOME to a fresh offline data folder (MakeOfflineHome) and
+// returns it, so that nothing touches the real data folder.
+std::string UseFreshHome();
+
+// The whole file as bytes in a string; empty when it cannot be read.
+std::string ReadTextFile(const std::string& path);
+// Writes text as the whole file.
+void WriteTextFile(const std::string& path, const std::string& text);
+
+// The command-line program built beside the test programs' folder; empty
+// when it is not built.
+std::string CliProgramPath();
+
 // The text of the ChessException that f throws, or "(no exception)".
 template <class F>
 std::string MessageOf(F&& f) {
