@@ -84,10 +84,14 @@ const char* PassKindName(TPassKind k) {
 std::string SolutionsText(const std::vector<TSolution>& solutions, int languageId) {
   const std::string threat = EngineText(TEngineText::kThreat, languageId);
   const std::string zugzwang = EngineText(TEngineText::kZugzwang, languageId);
+  // "(mate in %d)", in the run's language.
+  const auto mateIn = [&](int n) {
+    return "  (" + EngineFormat(EngineText(TEngineText::kDefenceMateIn, languageId), n) + ")";
+  };
   std::string out;
   for (const auto& s : solutions) {
     out += "1." + s.keyText + "!";
-    if (s.mateIn) out += "  (mate in " + std::to_string(s.mateIn) + ")";
+    if (s.mateIn) out += mateIn(s.mateIn);
     out += "\n";
     if (s.keyChecks) {
       // A checking key has no threat.
@@ -96,7 +100,7 @@ std::string SolutionsText(const std::vector<TSolution>& solutions, int languageI
     } else {
       out += "   " + threat;
       for (size_t i = 0; i < s.threat.size(); ++i) out += (i ? ", 2." : " 2.") + s.threat[i];
-      if (s.threatIn) out += "  (mate in " + std::to_string(s.threatIn) + ")";
+      if (s.threatIn) out += mateIn(s.threatIn);
       out += "\n";
     }
     VariationText(s.variations, 1, 3, out);

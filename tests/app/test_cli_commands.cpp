@@ -311,5 +311,18 @@ TEST_F(SolveCommand, DualsAreShownUnlessSwitchedOff) {
   EXPECT_TRUE(seen);
 }
 
+// The result texts follow --lang: "(mate in 3)" in English, "(mat w 3)" in
+// Polish, with the threat word of the same language.
+TEST_F(SolveCommand, ResultTextsFollowTheLanguage) {
+  const char* fen = "8/2P5/8/8/8/8/N7/k1K5 w - - 0 1";
+  const TCliRun en =
+      RunCli({"solve", "--fen", fen, "--mate", "3", "--quiet", "--no-variations", "--lang", "en"});
+  EXPECT_NE(en.out.find("1.c7-c8R!  (mate in 3)\n   threat: 2.Kc1-c2  (mate in 2)"), std::string::npos)
+      << en.out;
+  const TCliRun pl =
+      RunCli({"solve", "--fen", fen, "--mate", "3", "--quiet", "--no-variations", "--lang", "pl"});
+  EXPECT_NE(pl.out.find("1.c7-c8R!  (mat w 3)\n   grozi 2.Kc1-c2  (mat w 2)"), std::string::npos) << pl.out;
+}
+
 }  // namespace
 }  // namespace ostravel
