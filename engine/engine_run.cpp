@@ -223,7 +223,7 @@ void MergeKeys(std::vector<TSolution>& into, const std::vector<TSolution>& from)
 }
 
 // Threats and variations: the last search explains its keys, earlier ones
-// only the keys it does not hold. The keys keep the order they were found in.
+// only the keys it does not hold.
 void ExplainKeys(TRunShared& st, const std::vector<std::unique_ptr<TMateSearch>>& searches,
                  const TChessboard& root, std::vector<TSolution>& keys) {
   std::vector<TSolution> explained;
@@ -457,6 +457,17 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
 
   const int limit = SolutionLimit(res.mode);
   if (limit && static_cast<int>(keys.size()) > limit) keys.resize(static_cast<size_t>(limit));
+  // Shown in the root's move order, not in the order threads happened to
+  // find them, so that the same problem always prints the same text.
+  {
+    TMove order[kMaxMoves];
+    const int n = GenerateLegalMoves(root, order);
+    const auto rank = [&](const TSolution& s) {
+      return std::find_if(order, order + n, [&](const TMove& m) { return m.SameAs(s.key); }) - order;
+    };
+    std::stable_sort(keys.begin(), keys.end(),
+                     [&](const TSolution& a, const TSolution& b) { return rank(a) < rank(b); });
+  }
   res.solutions = std::move(keys);
   res.solutionCount = static_cast<int>(res.solutions.size());
   res.stoppedBySolutionLimit = limit && res.solutionCount >= limit;

@@ -2,11 +2,13 @@
 // count modes, hybrid phases, the defence task, stop and the end texts.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <mutex>
 #include <set>
 #include <thread>
 
+#include "chess/fen.h"
 #include "chess/notation.h"
 #include "config/settings.h"
 #include "engine/engine_run.h"
@@ -557,6 +559,34 @@ TEST(Requests, PolishEndTexts) {
   Solve(r, cap);
   EXPECT_TRUE(Contains(cap.endText, "Silnik zako\u0144czy\u0142 prac\u0119: test (AllSolutions)"));
   EXPECT_TRUE(Contains(cap.endText, "Nie znaleziono \u017cadnych rozwi\u0105za\u0144 dla #2"));
+}
+
+// Keys are reported in the root's move order whatever thread found them
+// first, so a problem prints the same text on every run.
+TEST(SolutionModes, KeysComeInTheRootsMoveOrderAtEveryThreadCount) {
+  const std::string fen = "k7/1pRN1p2/p3r2p/Q2N2p1/3PPP2/8/5P1P/R5K1 w - - 0 1";  // mt-041, #3, eight keys
+  TTaskContext ctx;
+  TChessboard root;
+  ASSERT_TRUE(FenToBoard(fen, root, ctx));
+  ValidateAndRecount(root);
+  TMove legal[kMaxMoves];
+  const int n = GenerateLegalMoves(root, legal);
+  for (int threads : {1, 2, 4}) {
+    for (int run = 0; run < 3; ++run) {
+      TSolveRequest r = Request(fen, 3);
+      r.threads = static_cast<uint8_t>(threads);
+      TCapture cap;
+      Solve(r, cap);
+      ASSERT_EQ(cap.result.solutions.size(), 8u);
+      int last = -1;
+      for (const TSolution& s : cap.result.solutions) {
+        const int at = static_cast<int>(
+            std::find_if(legal, legal + n, [&](const TMove& m) { return m.SameAs(s.key); }) - legal);
+        EXPECT_GT(at, last) << threads << " threads: " << MoveToUci(s.key);
+        last = at;
+      }
+    }
+  }
 }
 
 }  // namespace
