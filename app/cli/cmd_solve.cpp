@@ -48,7 +48,8 @@ void Help() {
       "                          against mate in n\n"
       "  --short-mate-depth P    custom short-mate depth in plies (below 1: default)\n"
       "  --no-second-pass        switch the pass without heuristics off\n"
-      "  --threads T             search threads per level (default 1)\n"
+      "  --threads T             search threads per level (default: one per logical\n"
+      "                          processor)\n"
       "  --levels L              multithreading levels, 1 to 64 (default: the setting)\n"
       "  --accept-thread-proposal yes|no\n"
       "                          answer to the engine's proposal of another thread\n"
@@ -87,7 +88,7 @@ struct TSolveOptions {
   std::optional<SolutionMode> mode;
   bool bruteForce = false, hybrid = false, defence = false, noSecondPass = false;
   std::optional<int16_t> shortMateDepth;
-  int threads = 1;
+  int threads = 0;  // 0: one per logical processor, as the desktop window starts
   std::optional<int> levels;
   bool acceptProposal = false;
   bool variations = true, duals = true, json = false, quiet = false, all = false, store = false,
@@ -204,7 +205,7 @@ void ApplyOptions(const TSolveOptions& o, TSolveRequest& r) {
   }
   if (o.shortMateDepth) r.customShortMateDepth = *o.shortMateDepth;
   if (o.noSecondPass) r.passWithoutHeuristics = false;
-  r.threads = static_cast<uint8_t>(o.threads);
+  r.threads = static_cast<uint8_t>(o.threads ? o.threads : std::clamp(ProcessorCount(true), 1, 255));
   if (o.levels) {
     bool adjusted = false;
     r.levels = static_cast<uint8_t>(AdjustLevels(*o.levels, 1, &adjusted));

@@ -113,17 +113,18 @@ TEST_F(SolveCommand, HelpListsTheRegisterFlags) {
     EXPECT_NE(r.out.find(flag), std::string::npos) << flag;
 }
 
+// Node counts are compared: one thread makes them repeatable.
 TEST_F(SolveCommand, SavedRegisterAnswersTheNextRun) {
   const std::string file = (home_ / "m5.tmpReg").string();
-  const TCliRun first = RunCli({"solve", "--fen", kMateIn5, "--mate", "5", "--json", "--save-register", file,
-                                "--compress", "--limit-mb", "4"});
+  const TCliRun first = RunCli({"solve", "--fen", kMateIn5, "--mate", "5", "--threads", "1", "--json",
+                                "--save-register", file, "--compress", "--limit-mb", "4"});
   ASSERT_EQ(first.code, 0) << first.err;
   EXPECT_NE(first.err.find("File created: " + file), std::string::npos);  // beside the JSON, not in it
   ASSERT_TRUE(fs::exists(file));
   EXPECT_EQ(ReadText(file).substr(0, 4), "LZ4 ");
 
-  const TCliRun second =
-      RunCli({"solve", "--fen", kMateIn5, "--mate", "5", "--json", "--load-register", file});
+  const TCliRun second = RunCli(
+      {"solve", "--fen", kMateIn5, "--mate", "5", "--threads", "1", "--json", "--load-register", file});
   ASSERT_EQ(second.code, 0) << second.err;
   EXPECT_NE(second.err.find("File has been read: " + file), std::string::npos);
   const auto a = first.Json(), b = second.Json();
@@ -134,8 +135,8 @@ TEST_F(SolveCommand, SavedRegisterAnswersTheNextRun) {
   // With ClearRegisterOnStartSolving the loaded data serve nothing, and the
   // load report says so.
   WriteText(home_ / "options.ini", "[chess]\nClearRegisterOnStartSolving=1\n");
-  const TCliRun cleared =
-      RunCli({"solve", "--fen", kMateIn5, "--mate", "5", "--json", "--load-register", file});
+  const TCliRun cleared = RunCli(
+      {"solve", "--fen", kMateIn5, "--mate", "5", "--threads", "1", "--json", "--load-register", file});
   ASSERT_EQ(cleared.code, 0) << cleared.err;
   EXPECT_NE(cleared.err.find("Option to clear temporary data on start of analysis (first move) is on"),
             std::string::npos);
@@ -149,10 +150,10 @@ TEST_F(SolveCommand, PinnedProblemIsSolvedOnItsFile) {
   WriteText(home_ / "plain.cp", "#5\n" + body);
   WriteText(home_ / "pinned.cp", "#5\n//@tmpreg=3\n" + body);
 
-  const TCliRun plain =
-      RunCli({"solve", (home_ / "plain.cp").string(), "--json", "--save-register", pinned.string()});
+  const TCliRun plain = RunCli({"solve", (home_ / "plain.cp").string(), "--threads", "1", "--json",
+                                "--save-register", pinned.string()});
   ASSERT_EQ(plain.code, 0) << plain.err;
-  const TCliRun run = RunCli({"solve", (home_ / "pinned.cp").string(), "--json"});
+  const TCliRun run = RunCli({"solve", (home_ / "pinned.cp").string(), "--threads", "1", "--json"});
   ASSERT_EQ(run.code, 0) << run.err;
   EXPECT_NE(run.err.find("File has been read: " + pinned.string()), std::string::npos);
   const auto a = plain.Json()["problems"][0], b = run.Json()["problems"][0];
@@ -161,7 +162,7 @@ TEST_F(SolveCommand, PinnedProblemIsSolvedOnItsFile) {
 
   // A pin whose file is gone costs the head start only.
   fs::remove(pinned);
-  const TCliRun missing = RunCli({"solve", (home_ / "pinned.cp").string(), "--json"});
+  const TCliRun missing = RunCli({"solve", (home_ / "pinned.cp").string(), "--threads", "1", "--json"});
   EXPECT_EQ(missing.code, 0);
   EXPECT_NE(missing.err.find("pinned register"), std::string::npos);
   EXPECT_EQ(missing.Json()["problems"][0]["nodes"], a["nodes"]);
