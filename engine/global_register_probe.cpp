@@ -34,6 +34,8 @@ TProbeAnswer ProbeGlobalRegister(CPrecalcStore& store, const TChessboard& pos) {
   // The tables know neither castling nor e.p. captures: such positions are
   // searched, never answered.
   if (!pos.WhiteToMove() || CastlingRights(pos) != 0 || EnPassantTarget(pos) >= 0) return a;
+  // Nor a board that no table can hold (an edited or damaged one).
+  if (!PrecalcPositionError(pos.board).empty()) return a;
   uint8_t v = 0;
   if (store.Lookup(pos.board, v) != CPrecalcStore::TResult::kValue) return a;
   if (v == kPrecalcNoMate) {

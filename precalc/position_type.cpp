@@ -39,6 +39,23 @@ std::string TypeOfOccupied(const uint8_t board[64], uint64_t occupied) {
 
 }  // namespace
 
+std::string PrecalcPositionError(const uint8_t board[64]) {
+  int whiteKings = 0, blackKings = 0;
+  for (int sq = 0; sq < 64; ++sq) {
+    whiteKings += board[sq] == WK;
+    blackKings += board[sq] == BK;
+  }
+  if (whiteKings != 1 || blackKings != 1) return "Improper number of kings";
+  // A pawn on its own promotion rank would have promoted.
+  for (int f = 0; f < 8; ++f)
+    if (board[56 + f] == WP || board[f] == BP) return "Improper number of pawns on promotion square";
+  for (int f = 0; f < 8; ++f)
+    if (board[f] == WP) return "White pawn cannot be located on first line";
+  for (int f = 0; f < 8; ++f)
+    if (board[56 + f] == BP) return "Black pawn cannot be located on 8th line";
+  return {};
+}
+
 std::string PositionType(const uint8_t board[64]) {
   uint64_t occupied = 0;
   for (int sq = 0; sq < 64; ++sq) occupied |= uint64_t{board[sq] != 0} << sq;

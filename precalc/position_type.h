@@ -20,6 +20,12 @@ namespace ostravel {
 std::string PositionType(const TChessboard& b);
 std::string PositionType(const uint8_t board[64]);
 
+// The checks a position passes before precalculated data may answer for it:
+// empty, or the text of the first that fails ("Improper number of kings",
+// "Improper number of pawns on promotion square", "White pawn cannot be
+// located on first line", "Black pawn cannot be located on 8th line").
+std::string PrecalcPositionError(const uint8_t board[64]);
+
 // Canonical form of a type given with its letters in any order ("kQK" ->
 // "KQk"); throws ChessException for any character that is not a piece letter.
 std::string CanonicalPosType(const std::string& text);

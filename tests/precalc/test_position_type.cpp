@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 
@@ -109,6 +110,27 @@ TEST(PositionType, GlobalRegisterDefaultFolder) {
   EXPECT_TRUE(HasGlobalRegisterData("KQk"));
   MutableSettings().PrecalcPath = saved;
   ::unsetenv("OSTRAVEL_HOME");
+}
+
+// Boards that precalculated data never describe, each with its text; a
+// legal board passes. The board is raw: FEN would refuse most of these.
+TEST(PrecalcPositionChecks, EachFaultHasItsText) {
+  const auto with = [](std::initializer_list<std::pair<int, uint8_t>> men) {
+    std::array<uint8_t, 64> b{};
+    for (const auto& [sq, code] : men) b[static_cast<size_t>(sq)] = code;
+    return b;
+  };
+  EXPECT_EQ(PrecalcPositionError(with({{4, WK}, {60, BK}, {12, WP}, {52, BP}}).data()), "");
+  EXPECT_EQ(PrecalcPositionError(with({{4, WK}}).data()), "Improper number of kings");
+  EXPECT_EQ(PrecalcPositionError(with({{4, WK}, {5, WK}, {60, BK}}).data()), "Improper number of kings");
+  EXPECT_EQ(PrecalcPositionError(with({{4, WK}, {60, BK}, {62, WP}}).data()),
+            "Improper number of pawns on promotion square");
+  EXPECT_EQ(PrecalcPositionError(with({{4, WK}, {60, BK}, {2, BP}}).data()),
+            "Improper number of pawns on promotion square");
+  EXPECT_EQ(PrecalcPositionError(with({{4, WK}, {60, BK}, {1, WP}}).data()),
+            "White pawn cannot be located on first line");
+  EXPECT_EQ(PrecalcPositionError(with({{4, WK}, {60, BK}, {57, BP}}).data()),
+            "Black pawn cannot be located on 8th line");
 }
 
 }  // namespace
