@@ -107,6 +107,29 @@ void MoveMan(TPlace& p, int from, int to, uint8_t newCode) {
   p.occ[c] ^= Bit(from) | Bit(to);
 }
 
+bool IsDoublePush(const TPlace& p, int from, int to) {
+  return KindOf(p.board[from]) == kPawn && (from - to == 16 || to - from == 16);
+}
+
+// Pawns of `side` that could take e.p. a pawn that has just moved two squares
+// to `landing` (pseudo-legal: whether the capture is legal is the caller's test).
+uint64_t EpCapturers(const TPlace& p, int side, int landing) {
+  const uint8_t pawn = side == 0 ? WP : BP;
+  const int f = FileOf(landing);
+  uint64_t m = 0;
+  if (f > 0 && p.board[landing - 1] == pawn) m |= Bit(landing - 1);
+  if (f < 7 && p.board[landing + 1] == pawn) m |= Bit(landing + 1);
+  return m;
+}
+
+// The e.p. capture by the pawn on `from` of the pawn on `landing`.
+void EpCapture(TPlace& p, int from, int landing) {
+  const int c = ColourIdx(p.board[from]);
+  MoveMan(p, from, landing + (c == 0 ? 8 : -8), 0);
+  p.board[landing] = 0;
+  p.occ[1 - c] &= ~Bit(landing);
+}
+
 // Pseudo-legal moves of `side` (no castling, no e.p.): calls fn(from, to, promo).
 template <class F>
 void ForEachMove(const TPlace& p, int side, F&& fn) {
@@ -202,10 +225,63 @@ class TDeps {
   void Add(const std::string& type, std::vector<uint8_t> values) {
     auto& d = map_[type];
     d.index = std::make_unique<CPositionTypeIndex>(type);
+    for (uint8_t v : values)
+      if (v != kPrecalcIllegal) maxValue_ = std::max<unsigned>(maxValue_, v);
     d.values = std::move(values);
   }
-  // White-to-move value of a placement of a stored (smaller) type.
-  uint8_t White(const TPlace& p) const {
+  // The longest mate stored in any of the types.
+  unsigned MaxValue() const { return maxValue_; }
+  // White-to-move value of a placement of a stored (smaller) type. With
+  // `epLanding` >= 0 Black's last move was a double step to that square, and
+  // White may also take e.p., which the stored value does not know.
+  uint8_t White(const TPlace& p, int epLanding = -1) const {
+    uint8_t v = Stored(p);
+    if (epLanding >= 0) {
+      const int wk = KingSq(p, 0);
+      for (uint64_t m = EpCapturers(p, 0, epLanding); m;) {
+        TPlace c = p;
+        EpCapture(c, PopLsb(m), epLanding);
+        if (Attacked(c, wk, 1)) continue;
+        const uint8_t e = Black(c);
+        if (e && (v == kPrecalcNoMate || e < v)) v = e;
+      }
+    }
+    return v;
+  }
+  // Black-to-move value of a placement of a smaller type, in the generator's
+  // Black units: 0 no mate, otherwise 1 + White's mate length after Black's
+  // best reply (1: Black is mated). `epLanding` as for White().
+  uint8_t Black(const TPlace& p, int epLanding = -1) const {
+    const int bk = KingSq(p, 1);
+    bool any = false;
+    unsigned worst = 0;
+    bool holds = false;
+    auto reply = [&](const TPlace& c, int whiteEp) {
+      if (holds || Attacked(c, KingSq(c, 1), 0)) return;
+      any = true;
+      const uint8_t w = White(c, whiteEp);
+      if (w == kPrecalcNoMate) holds = true;
+      worst = std::max<unsigned>(worst, w);
+    };
+    ForEachMove(p, 1, [&](int from, int to, uint8_t promo) {
+      if (holds) return;
+      TPlace c = p;
+      MoveMan(c, from, to, promo ? static_cast<uint8_t>(kBlack | promo) : 0);
+      reply(c, IsDoublePush(p, from, to) && EpCapturers(p, 0, to) ? to : -1);
+    });
+    if (epLanding >= 0)
+      for (uint64_t m = EpCapturers(p, 1, epLanding); m;) {
+        TPlace c = p;
+        EpCapture(c, PopLsb(m), epLanding);
+        reply(c, -1);
+      }
+    if (!any) return Attacked(p, bk, 0) ? 1 : 0;
+    if (holds) return 0;
+    return static_cast<uint8_t>(worst + 1);
+  }
+
+ private:
+  uint8_t Stored(const TPlace& p) const {
     const std::string type = TypeOf(p);
     if (PrecalcTrivialNoMate(type)) return kPrecalcNoMate;
     auto it = map_.find(type);
@@ -218,28 +294,6 @@ class TDeps {
       throw PrecalcFileError("Data of type " + type + " call a legal position illegal");
     return v;
   }
-  // Black-to-move value of a placement of a smaller type, in the generator's
-  // Black units: 0 no mate, otherwise 1 + White's mate length after Black's
-  // best reply (1: Black is mated).
-  uint8_t Black(const TPlace& p) const {
-    const int bk = KingSq(p, 1);
-    bool any = false;
-    unsigned worst = 0;
-    bool holds = false;
-    ForEachMove(p, 1, [&](int from, int to, uint8_t promo) {
-      if (holds) return;
-      TPlace c = p;
-      MoveMan(c, from, to, promo ? static_cast<uint8_t>(kBlack | promo) : 0);
-      if (Attacked(c, from == bk ? to : bk, 0)) return;
-      any = true;
-      const uint8_t w = White(c);
-      if (w == kPrecalcNoMate) holds = true;
-      worst = std::max<unsigned>(worst, w);
-    });
-    if (!any) return Attacked(p, bk, 0) ? 1 : 0;
-    if (holds) return 0;
-    return static_cast<uint8_t>(worst + 1);
-  }
 
  private:
   struct TData {
@@ -247,6 +301,7 @@ class TDeps {
     std::vector<uint8_t> values;
   };
   std::unordered_map<std::string, TData> map_;
+  unsigned maxValue_ = 0;
 };
 
 // ---------------------------------------------------------------- the generator
@@ -283,6 +338,7 @@ class CGenerator {
     cnt_.assign(n_, 0);
     outMax_.assign(n_, 0);
     wcand_.assign(n_, 0);
+    spec_.assign(n_, 0);
     Report("positions", 0);
     std::atomic<uint64_t> done{0};
     std::atomic<unsigned> highest{0};
@@ -295,27 +351,40 @@ class CGenerator {
         },
         [&] { return 0.5 * static_cast<double>(done.load()) / static_cast<double>(n_); });
 
+    // A forward-valued position may rest on values of the smaller types only.
+    if (hasSpecial_) AtomicMax(highest, deps_.MaxValue() + 2);
     for (unsigned level = 1; level <= highest.load(); ++level) {
       if (level >= kPrecalcMaxMate) throw PrecalcFileError("Mate too long to store in type " + idx_.Type());
       Report("levels", 0.5 + 0.5 * level / std::max<double>(highest.load(), 1));
       // Black positions lost in `level` give White mate in `level` one move
       // earlier; White's own captures into smaller types give the rest.
+      // Positions with a double step that allows an e.p. capture are valued
+      // forward from what is known below `level`.
       RunParallel(
           [&](uint64_t lo, uint64_t hi) {
             for (uint64_t i = lo; i < hi; ++i) {
+              if (spec_[i]) ForwardLevel(i, level);
               if (b_[i] == level && cnt_[i] != kIllegalCnt) RetroToWhite(i, level);
               if (wcand_[i] == level) SetWhite(i, level);
             }
           },
           nullptr);
+      std::atomic<bool> progress{false};
       RunParallel(
           [&](uint64_t lo, uint64_t hi) {
             unsigned h = 0;
+            bool any = false;
             for (uint64_t i = lo; i < hi; ++i)
-              if (w_[i] == level) h = std::max(h, RetroToBlack(i, level));
+              if (w_[i] == level) {
+                any = true;
+                h = std::max(h, RetroToBlack(i, level));
+              }
             AtomicMax(highest, h);
+            if (any) progress = true;
           },
           nullptr);
+      // A forward-valued position can follow one level after any new value.
+      if (progress && hasSpecial_) AtomicMax(highest, level + 1);
     }
     Report("levels", 1);
     return std::move(w_);
@@ -324,6 +393,11 @@ class CGenerator {
  private:
   static constexpr uint8_t kIllegalCnt = 0xFF;  // cnt_ of an illegal Black position
   static constexpr uint8_t kHoldsCnt = 0xFE;    // cnt_ of a Black position that escapes mate
+  static constexpr uint8_t kForwardCnt = 0xFD;  // cnt_ of a Black position valued forward
+  // spec_ bits: the position is valued forward, not by counting its moves back.
+  static constexpr uint8_t kWhiteForward = 1;  // White can step two squares next to a Black pawn
+  static constexpr uint8_t kBlackForward = 2;  // the same for Black
+  static constexpr unsigned kUnknown = 1000;   // a value not known below the current level
 
   static void AtomicMax(std::atomic<unsigned>& a, unsigned v) {
     unsigned cur = a.load();
@@ -414,7 +488,10 @@ class CGenerator {
       const int wk = KingSq(p, 0);
       unsigned best = 0;
       ForEachMove(p, 0, [&](int from, int to, uint8_t promo) {
-        if (!p.board[to] && !promo) return;
+        if (!p.board[to] && !promo) {
+          if (IsDoublePush(p, from, to) && EpCapturers(p, 1, to)) spec_[i] |= kWhiteForward;
+          return;
+        }
         TPlace c = p;
         MoveMan(c, from, to, promo ? static_cast<uint8_t>(kWhite | promo) : 0);
         if (Attacked(c, from == wk ? to : wk, 1)) return;
@@ -427,6 +504,7 @@ class CGenerator {
     // Black to move.
     if (!LegalToMove(p, 1)) {
       cnt_[i] = kIllegalCnt;
+      if (spec_[i]) hasSpecial_ = true;
       return highest;
     }
     const int bk = KingSq(p, 1);
@@ -439,7 +517,10 @@ class CGenerator {
       if (Attacked(c, from == bk ? to : bk, 0)) return;
       any = true;
       if (!p.board[to] && !promo) {
-        ++inType;
+        if (IsDoublePush(p, from, to) && EpCapturers(p, 0, to))
+          spec_[i] |= kBlackForward;
+        else
+          ++inType;
         return;
       }
       const uint8_t w = deps_.White(c);
@@ -456,6 +537,10 @@ class CGenerator {
       }
     } else if (holds) {
       cnt_[i] = kHoldsCnt;
+      spec_[i] &= ~kBlackForward;
+    } else if (spec_[i] & kBlackForward) {
+      cnt_[i] = kForwardCnt;
+      highest = std::max(highest, worst + 1);
     } else {
       cnt_[i] = static_cast<uint8_t>(inType);
       outMax_[i] = static_cast<uint8_t>(worst);
@@ -464,7 +549,80 @@ class CGenerator {
         highest = std::max(highest, worst + 1);
       }
     }
+    if (spec_[i]) hasSpecial_ = true;
     return highest;
+  }
+
+  // White's value of an in-type placement when it is known below `level`.
+  unsigned KnownWhite(uint64_t j, unsigned level) const {
+    const uint8_t v = std::atomic_ref<uint8_t>(const_cast<uint8_t&>(w_[j])).load(std::memory_order_relaxed);
+    return v >= 1 && v < level ? v : kUnknown;
+  }
+
+  // Black units of Black to move in x (Black may take e.p. on `epLanding`
+  // when >= 0), from the values known below `level`: 0 while not known or
+  // when Black escapes.
+  unsigned ForwardBlack(const TPlace& x, int epLanding, unsigned level) const {
+    unsigned worst = 0;
+    bool any = false, open = false;
+    auto reply = [&](const TPlace& c, bool inType, int whiteEp) {
+      if (open || Attacked(c, KingSq(c, 1), 0)) return;
+      any = true;
+      unsigned v;
+      if (!inType) {
+        v = deps_.White(c);
+        if (v == kPrecalcNoMate) v = kUnknown;  // Black escapes for good
+      } else {
+        v = KnownWhite(Encode(c), level);
+        for (uint64_t m = whiteEp >= 0 ? EpCapturers(c, 0, whiteEp) : 0; m;) {
+          TPlace e = c;
+          EpCapture(e, PopLsb(m), whiteEp);
+          if (Attacked(e, KingSq(e, 0), 1)) continue;
+          const unsigned ev = deps_.Black(e);
+          if (ev && ev < level && ev < v) v = ev;
+        }
+      }
+      if (v == kUnknown) open = true;
+      worst = std::max(worst, v);
+    };
+    ForEachMove(x, 1, [&](int from, int to, uint8_t promo) {
+      if (open) return;
+      TPlace c = x;
+      MoveMan(c, from, to, promo ? static_cast<uint8_t>(kBlack | promo) : 0);
+      const bool inType = !x.board[to] && !promo;
+      reply(c, inType, inType && IsDoublePush(x, from, to) && EpCapturers(x, 0, to) ? to : -1);
+    });
+    if (epLanding >= 0)
+      for (uint64_t m = EpCapturers(x, 1, epLanding); m;) {
+        TPlace c = x;
+        EpCapture(c, PopLsb(m), epLanding);
+        reply(c, false, -1);
+      }
+    if (!any) return Attacked(x, KingSq(x, 1), 0) ? 1 : 0;
+    return open ? 0 : worst + 1;
+  }
+
+  // Values at `level` that only a forward look can give: White's double
+  // steps that allow an e.p. reply, and Black positions with such a step.
+  void ForwardLevel(uint64_t i, unsigned level) {
+    TPlace p;
+    Decode(i, p);
+    if ((spec_[i] & kBlackForward) && cnt_[i] == kForwardCnt && b_[i] == 0 &&
+        ForwardBlack(p, -1, level) == level)
+      b_[i] = static_cast<uint8_t>(level);
+    // Other threads may set w_[i] meanwhile; an illegal position is marked at the start.
+    if ((spec_[i] & kWhiteForward) && std::atomic_ref<uint8_t>(w_[i]).load(std::memory_order_relaxed) == 0) {
+      const int wk = KingSq(p, 0);
+      bool mates = false;
+      ForEachMove(p, 0, [&](int from, int to, uint8_t promo) {
+        if (mates || promo || !IsDoublePush(p, from, to) || !EpCapturers(p, 1, to)) return;
+        TPlace c = p;
+        MoveMan(c, from, to, 0);
+        if (Attacked(c, wk, 1)) return;
+        mates = ForwardBlack(c, to, level) == level;
+      });
+      if (mates) SetWhite(i, level);
+    }
   }
 
   void SetWhite(uint64_t i, unsigned level) {
@@ -481,7 +639,23 @@ class CGenerator {
     for (uint64_t m = p.occ[side]; m;) {
       const int t = PopLsb(m);
       const uint8_t code = p.board[t];
-      if (KindOf(code) == kPawn) continue;  // not generated yet
+      if (KindOf(code) == kPawn) {
+        // Steps back; a double step that allows an e.p. capture is valued
+        // forward instead.
+        const int back = side == 0 ? -8 : 8;
+        const int r = RankOf(t);
+        if (side == 0 ? r < 2 : r > 5) continue;
+        if (all & Bit(t + back)) continue;
+        TPlace q = p;
+        MoveMan(q, t, t + back, 0);
+        if (LegalToMove(q, side)) fn(Encode(q));
+        if (r == (side == 0 ? 3 : 4) && !(all & Bit(t + 2 * back)) && !EpCapturers(p, 1 - side, t)) {
+          TPlace d = p;
+          MoveMan(d, t, t + 2 * back, 0);
+          if (LegalToMove(d, side)) fn(Encode(d));
+        }
+        continue;
+      }
       for (uint64_t from = Attacks(code, t, all) & ~all; from;) {
         const int f = PopLsb(from);
         TPlace q = p;
@@ -505,7 +679,7 @@ class CGenerator {
     ForEachPredecessor(p, 1, [&](uint64_t j) {
       std::atomic_ref<uint8_t> c(cnt_[j]);
       uint8_t cur = c.load(std::memory_order_relaxed);
-      if (cur == kHoldsCnt || cur == kIllegalCnt || cur == 0) return;
+      if (cur == kHoldsCnt || cur == kIllegalCnt || cur == kForwardCnt || cur == 0) return;
       if (c.fetch_sub(1, std::memory_order_relaxed) != 1) return;
       const unsigned v = 1 + std::max<unsigned>(level, outMax_[j]);
       std::atomic_ref<uint8_t>(b_[j]).store(static_cast<uint8_t>(v), std::memory_order_relaxed);
@@ -519,7 +693,8 @@ class CGenerator {
   const TPrecalcGenOptions& opt_;
   uint64_t n_;
   uint8_t groupOf_[256];
-  std::vector<uint8_t> w_, b_, cnt_, outMax_, wcand_;
+  std::vector<uint8_t> w_, b_, cnt_, outMax_, wcand_, spec_;
+  std::atomic<bool> hasSpecial_{false};
 };
 
 }  // namespace
@@ -534,7 +709,6 @@ std::string PrecalcNotGeneratable(const std::string& type) {
   if (std::count(t.begin(), t.end(), 'K') != 1 || std::count(t.begin(), t.end(), 'k') != 1)
     return "a position type needs one king of each colour: " + type;
   if (t.size() > 5) return "types of more than five men are not generated: " + t;
-  if (Pawns(t)) return "types with pawns are not generated: " + t;
   if (PrecalcTrivialNoMate(t)) return "White has only the king in " + t + ": never a mate, no data needed";
   return {};
 }
@@ -563,7 +737,7 @@ std::vector<std::string> PrecalcGenerationOrder(const std::string& type) {
 
 std::vector<std::string> PrecalcTypesUpTo(int men) {
   // Extra men: a multiset over the ten non-king letters.
-  const std::string letters = "QRBNqrbn";
+  const std::string letters = "QRBNPqrbnp";
   std::set<std::string> types;
   std::function<void(size_t, std::string)> grow = [&](size_t from, std::string t) {
     if (t.size() >= 3 && PrecalcNotGeneratable(t).empty()) types.insert(CanonicalPosType(t));

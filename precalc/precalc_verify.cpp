@@ -5,6 +5,7 @@
 
 #include "chess/fen.h"
 #include "precalc/position_index.h"
+#include "precalc/position_type.h"
 
 namespace ostravel {
 
@@ -42,6 +43,14 @@ int Stored(CPrecalcStore& store, const TChessboard& b) {
   return v;
 }
 
+int OnePlyValue(CPrecalcStore& store, TChessboard* stack);
+
+// White's value of stack[0]: stored, or, after a double step that White might
+// answer e.p. (which the data do not know), recomputed from the moves.
+int WhiteValue(CPrecalcStore& store, TChessboard* stack) {
+  return EnPassantTarget(stack[0]) >= 0 ? OnePlyValue(store, stack) : Stored(store, stack[0]);
+}
+
 // White's value recomputed from the stored values two plies on; -1 unknown.
 int OnePlyValue(CPrecalcStore& store, TChessboard* stack) {
   TMove wm[kMaxMoves], bm[kMaxMoves];
@@ -58,7 +67,7 @@ int OnePlyValue(CPrecalcStore& store, TChessboard* stack) {
     }
     for (int j = 0; j < k && !holds; ++j) {
       PlayMove(stack[1], stack[2], bm[j]);
-      const int v = Stored(store, stack[2]);
+      const int v = WhiteValue(store, stack + 2);
       if (v < 0) return -1;
       if (v == 0) holds = true;
       worst = std::max(worst, v + 1);
@@ -77,6 +86,41 @@ bool PrecalcSearchMateWithin(const TChessboard& pos, int moves) {
   return WhiteMatesWithin(stack.data(), 0, moves);
 }
 
+CPrecalcEntryChecker::CPrecalcEntryChecker(const CPositionTypeIndex& index, CPrecalcStore& store,
+                                           int searchMoves)
+    : index_(index),
+      store_(store),
+      searchMoves_(searchMoves),
+      // Room for the e.p. look-ahead too: each pawn steps twice at most once.
+      stack_(2 * searchMoves + 4 + 2 * 16) {}
+
+bool CPrecalcEntryChecker::Check(uint64_t i, TPrecalcVerifyReport& rep) {
+  uint8_t stored = 0;
+  if (store_.LookupIndex(index_.Type(), i, stored) != CPrecalcStore::TResult::kValue) return false;
+  TTaskContext ctx;
+  TChessboard& b = stack_[0];
+  if (!index_.PositionAt(i, b, ctx)) return false;
+  b.previous = nullptr;
+  ++rep.checked;
+  auto fail = [&](const std::string& what) {
+    rep.failures.push_back(BoardToFen(b) + ": stored " + std::to_string(stored) + ", " + what);
+  };
+  const std::string bad = PrecalcPositionError(b.board);
+  if (!bad.empty()) fail(bad);
+  const int local = OnePlyValue(store_, stack_.data());
+  if (local != stored) fail("the moves give " + std::to_string(local));
+  if (stored != 0 && stored <= searchMoves_) {
+    ++rep.searched;
+    if (!PrecalcSearchMateWithin(b, stored)) fail("search finds no mate in " + std::to_string(stored));
+    if (stored > 1 && PrecalcSearchMateWithin(b, stored - 1))
+      fail("search finds a mate in " + std::to_string(stored - 1));
+  } else if (stored == 0) {
+    ++rep.searched;
+    if (PrecalcSearchMateWithin(b, std::min(searchMoves_, 2))) fail("search finds a mate");
+  }
+  return true;
+}
+
 TPrecalcVerifyReport VerifyPrecalcType(const std::string& type, CPrecalcStore& store, uint64_t samples,
                                        uint64_t seed, int searchMoves) {
   TPrecalcVerifyReport rep;
@@ -88,34 +132,11 @@ TPrecalcVerifyReport VerifyPrecalcType(const std::string& type, CPrecalcStore& s
   }
   std::mt19937_64 rng(seed);
   std::uniform_int_distribution<uint64_t> pick(0, index.PlacementCount() - 1);
-  std::vector<TChessboard> stack(2 * searchMoves + 4);
+  CPrecalcEntryChecker check(index, store, searchMoves);
   uint64_t tries = 0;
   while (rep.checked < samples && tries < samples * 50 + 1000) {
     ++tries;
-    const uint64_t i = pick(rng);
-    uint8_t stored = 0;
-    if (store.LookupIndex(index.Type(), i, stored) != CPrecalcStore::TResult::kValue) continue;
-    TTaskContext ctx;
-    TChessboard& b = stack[0];
-    bool wtm = true;
-    if (!index.PositionAt(i, b, ctx)) continue;
-    b.previous = nullptr;
-    ++rep.checked;
-    auto fail = [&](const std::string& what) {
-      rep.failures.push_back(BoardToFen(b) + ": stored " + std::to_string(stored) + ", " + what);
-    };
-    (void)wtm;
-    const int local = OnePlyValue(store, stack.data());
-    if (local != stored) fail("the moves give " + std::to_string(local));
-    if (stored != 0 && stored <= searchMoves) {
-      ++rep.searched;
-      if (!PrecalcSearchMateWithin(b, stored)) fail("search finds no mate in " + std::to_string(stored));
-      if (stored > 1 && PrecalcSearchMateWithin(b, stored - 1))
-        fail("search finds a mate in " + std::to_string(stored - 1));
-    } else if (stored == 0) {
-      ++rep.searched;
-      if (PrecalcSearchMateWithin(b, std::min(searchMoves, 2))) fail("search finds a mate");
-    }
+    check.Check(pick(rng), rep);
   }
   return rep;
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "chess/board.h"
+#include "precalc/position_index.h"
 #include "precalc/precalc_store.h"
 
 namespace ostravel {
@@ -18,6 +19,20 @@ struct TPrecalcVerifyReport {
   uint64_t checked = 0;               // legal positions sampled
   uint64_t searched = 0;              // of them, also re-proved by full search
   std::vector<std::string> failures;  // one line per disagreement (FEN and values)
+};
+
+// Checks single entries of a stored type as VerifyPrecalcType does.
+class CPrecalcEntryChecker {
+ public:
+  CPrecalcEntryChecker(const CPositionTypeIndex& index, CPrecalcStore& store, int searchMoves);
+  // False (nothing counted) when entry `i` is not a legal White-to-move position.
+  bool Check(uint64_t i, TPrecalcVerifyReport& rep);
+
+ private:
+  const CPositionTypeIndex& index_;
+  CPrecalcStore& store_;
+  int searchMoves_;
+  std::vector<TChessboard> stack_;
 };
 
 // Samples `samples` legal White-to-move positions of a stored type (seeded,

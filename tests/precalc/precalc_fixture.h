@@ -15,7 +15,7 @@ inline const std::string& ThreeManFolder() {
     CPrecalcStore store(dir, 1u << 26);
     TPrecalcGenOptions o;
     o.threads = 2;
-    GeneratePrecalcFiles({"KQk", "KRk", "KBk", "KNk"}, store, o, false, nullptr, nullptr);
+    GeneratePrecalcFiles({"KQk", "KRk", "KBk", "KNk", "KPk"}, store, o, false, nullptr, nullptr);
     return dir;
   }();
   return folder;

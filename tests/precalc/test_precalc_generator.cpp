@@ -26,6 +26,11 @@ TEST(PrecalcGenerator, LongestMatesAreThePublishedOnes) {
   EXPECT_EQ(s.longestMate, 10u);
   ASSERT_TRUE(store.Summary("KRk", s));
   EXPECT_EQ(s.longestMate, 16u);
+  // The pawn promotes first; stalemate traps make many positions no mate.
+  ASSERT_TRUE(store.Summary("KPk", s));
+  EXPECT_EQ(s.longestMate, 28u);
+  EXPECT_GT(s.noMates, 0u);
+  EXPECT_EQ(s.mates + s.noMates + s.illegal, 64u * 64 * 48);
   // A lone minor piece never mates, whatever the position.
   for (const char* t : {"KBk", "KNk"}) {
     ASSERT_TRUE(store.Summary(t, s)) << t;
@@ -45,6 +50,10 @@ TEST(PrecalcGenerator, KnownPositions) {
   EXPECT_EQ(ValueOf(store, "k7/2Q5/1K6/8/8/8/8/8 w - - 0 1"), 1);
   // No mate at once (Ra1+ Kb8, Rb8+ Kxb8); 1. Kc7 Ka7 2. Ra1#.
   EXPECT_EQ(ValueOf(store, "k7/8/2K5/8/8/8/8/1R6 w - - 0 1"), 2);
+  // d8=Q# (or d8=R#): a promotion into a smaller type's mate.
+  EXPECT_EQ(ValueOf(store, "1k6/3P4/1K6/8/8/8/8/8 w - - 0 1"), 1);
+  // The rook pawn: h7 stalemates and nothing else makes progress.
+  EXPECT_EQ(ValueOf(store, "7k/8/6KP/8/8/8/8/8 w - - 0 1"), kPrecalcNoMate);
   // Black to move positions are not stored; White's turn with Black in check is illegal.
   TTaskContext ctx;
   TChessboard b;
@@ -59,7 +68,7 @@ TEST(PrecalcGenerator, KnownPositions) {
 
 TEST(PrecalcGenerator, SampledEntriesAgreeWithTheSearch) {
   CPrecalcStore store(test::ThreeManFolder(), 1u << 26);
-  for (const char* t : {"KQk", "KRk", "KBk", "KNk"}) {
+  for (const char* t : {"KQk", "KRk", "KBk", "KNk", "KPk"}) {
     const TPrecalcVerifyReport r = VerifyPrecalcType(t, store, 150, 7, 3);
     EXPECT_EQ(r.checked, 150u) << t;
     EXPECT_GT(r.searched, 0u) << t;
@@ -99,13 +108,15 @@ TEST(PrecalcGenerator, OrderAndGeneratability) {
   EXPECT_EQ(order.back(), "KRRkr");
   EXPECT_LT(std::find(order.begin(), order.end(), "KRk") - order.begin(),
             std::find(order.begin(), order.end(), "KRkr") - order.begin());
-  EXPECT_NE(PrecalcNotGeneratable("KPk"), "");
+  EXPECT_EQ(PrecalcGenerationOrder("KPk"), (std::vector<std::string>{"KBk", "KNk", "KQk", "KRk", "KPk"}));
+  EXPECT_EQ(PrecalcNotGeneratable("KPk"), "");
+  EXPECT_NE(PrecalcNotGeneratable("Kkp"), "");
   EXPECT_NE(PrecalcNotGeneratable("Kkq"), "");
   EXPECT_NE(PrecalcNotGeneratable("KQRBNk"), "");
   EXPECT_NE(PrecalcNotGeneratable("KQ"), "");
   EXPECT_EQ(PrecalcNotGeneratable("kQK"), "");
   const auto upTo4 = PrecalcTypesUpTo(4);
-  EXPECT_EQ(upTo4.size(), 4u + 26u);
+  EXPECT_EQ(upTo4.size(), 5u + 40u);  // pawns included
   EXPECT_EQ(upTo4.front().size(), 3u);
 }
 
