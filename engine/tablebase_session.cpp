@@ -27,7 +27,7 @@ TTablebaseSession::TTablebaseSession(const TTablebaseChoice& choice, const TSett
                    settings.TablebaseConnectTimeoutMs, settings.TablebaseTimeoutMs});
   client_ = std::make_unique<CLiChessHTTP>(*connection_, settings.LichessLevels);
   try {
-    instance_ = std::make_unique<TLiChessInstanceLock>(SavedTmpSyzygyFolder());
+    instance_ = SharedLiChessInstanceLock(SavedTmpSyzygyFolder());
     if (!instance_->First() && settings.WarnAboutSecondInstanceOfProgram >= 2)
       Note(notes, kSecondInstanceNote);
   } catch (const std::filesystem::filesystem_error& e) {

@@ -46,7 +46,7 @@ class TTablebaseSession {
   bool warnOnRepetition_ = false;
   std::unique_ptr<HTTPConnect> connection_;
   std::unique_ptr<CLiChessHTTP> client_;
-  std::unique_ptr<TLiChessInstanceLock> instance_;
+  std::shared_ptr<const TLiChessInstanceLock> instance_;
   std::unique_ptr<TLiChessTable> table_;
   std::unique_ptr<TTablebaseProbe> probe_;
 };

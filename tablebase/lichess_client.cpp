@@ -10,6 +10,8 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -302,6 +304,19 @@ TLiChessInstanceLock::TLiChessInstanceLock(const std::filesystem::path& folder) 
 
 TLiChessInstanceLock::~TLiChessInstanceLock() {
   if (fd_ >= 0) ::close(fd_);
+}
+
+std::shared_ptr<const TLiChessInstanceLock> SharedLiChessInstanceLock(const std::filesystem::path& folder) {
+  static std::mutex lock;
+  static std::map<std::string, std::weak_ptr<const TLiChessInstanceLock>> held;
+  std::lock_guard<std::mutex> g(lock);
+  std::error_code ec;
+  const std::filesystem::path key = std::filesystem::weakly_canonical(folder, ec);
+  auto& slot = held[(ec ? folder : key).string()];
+  if (auto l = slot.lock()) return l;
+  auto l = std::make_shared<const TLiChessInstanceLock>(folder);
+  slot = l;
+  return l;
 }
 
 }  // namespace ostravel

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -145,5 +146,10 @@ class TLiChessInstanceLock {
   int fd_ = -1;
   bool first_ = false;
 };
+
+// The process's lock of a folder, shared by every user in the process: a
+// second search or window of the same process is as much the writer as the
+// first (a second flock on a new descriptor would fail even in one process).
+std::shared_ptr<const TLiChessInstanceLock> SharedLiChessInstanceLock(const std::filesystem::path& folder);
 
 }  // namespace ostravel

@@ -83,9 +83,9 @@ int RunTablebase(const std::vector<std::string>& args) {
 
   const std::string query = LiChessFen(b);
   std::filesystem::path file;
-  std::unique_ptr<TLiChessInstanceLock> instance;
+  std::shared_ptr<const TLiChessInstanceLock> instance;
   if (!noCache) {
-    instance = std::make_unique<TLiChessInstanceLock>(SavedTmpSyzygyFolder());
+    instance = SharedLiChessInstanceLock(SavedTmpSyzygyFolder());
     file = LiChessCacheFile(SavedTmpSyzygyFolder(), b.board);
   }
   TLiChessTable table(file, !instance || !instance->First());

@@ -8,18 +8,19 @@
 namespace ostravel {
 namespace {
 
-// Answers in the service's format. KQ v K, White to move mates at once
-// (4k3/8/4K3/8/8/8/8/7Q w - - 0 1), moves cut to the first three.
+// Answers in the service's format, written by hand. KQ v K, White to move
+// mates at once (k7/8/1K6/8/8/8/8/7Q w - - 0 1: Qh8# mates, Qh2 stalemates),
+// moves cut to three.
 const char* kMateInOne =
     R"({"checkmate":false,"stalemate":false,"variant_win":false,"variant_loss":false,"insufficient_material":false,)"
     R"("dtz":1,"precise_dtz":1,"dtm":1,"dtw":null,"dtc":null,"category":"win","moves":[)"
     R"({"uci":"h1h8","san":"Qh8#","dtz":0,"precise_dtz":0,"dtm":0,"dtw":null,"dtc":null,"zeroing":false,)"
     R"("conversion":false,"checkmate":true,"stalemate":false,"variant_win":false,"variant_loss":false,)"
     R"("insufficient_material":false,"category":"loss"},)"
-    R"({"uci":"h1h5","san":"Qh5+","dtz":-2,"precise_dtz":-2,"dtm":-8,"dtw":null,"dtc":null,"zeroing":false,)"
+    R"({"uci":"h1h5","san":"Qh5","dtz":-2,"precise_dtz":-2,"dtm":-8,"dtw":null,"dtc":null,"zeroing":false,)"
     R"("conversion":false,"checkmate":false,"stalemate":false,"variant_win":false,"variant_loss":false,)"
     R"("insufficient_material":false,"category":"loss"},)"
-    R"({"uci":"h1e4","san":"Qe4","dtz":0,"precise_dtz":0,"dtm":0,"dtw":null,"dtc":null,"zeroing":false,)"
+    R"({"uci":"h1h2","san":"Qh2","dtz":0,"precise_dtz":0,"dtm":0,"dtw":null,"dtc":null,"zeroing":false,)"
     R"("conversion":false,"checkmate":false,"stalemate":true,"variant_win":false,"variant_loss":false,)"
     R"("insufficient_material":false,"category":"draw"}]})";
 
@@ -29,7 +30,7 @@ const char* kOldForm =
     R"("wdl":2,"dtz":1,"dtm":1,"moves":[)"
     R"({"uci":"h1h8","san":"Qh8#","checkmate":true,"stalemate":false,"variant_win":false,"variant_loss":false,)"
     R"("insufficient_material":false,"zeroing":false,"wdl":-2,"dtz":0,"dtm":0},)"
-    R"({"uci":"h1e4","san":"Qe4","checkmate":false,"stalemate":true,"variant_win":false,"variant_loss":false,)"
+    R"({"uci":"h1h2","san":"Qh2","checkmate":false,"stalemate":true,"variant_win":false,"variant_loss":false,)"
     R"("insufficient_material":false,"zeroing":false,"wdl":0,"dtz":0,"dtm":null}]})";
 
 // Seven men: no distance to mate; a promotion; a cursed win.
