@@ -54,9 +54,17 @@ TEST(GlobalRegisterProbe, KeySetsStayExact) {
     const char* fen;
     int n;
   } cases[] = {
-      {"k7/8/2K5/8/8/8/8/1R6 w - - 0 1", 2},  {"k7/8/2K5/8/8/8/8/1R6 w - - 0 1", 3},
-      {"8/8/8/3k4/8/8/8/R3K3 w - - 0 1", 4},  {"8/8/8/4k3/8/2K5/8/6Q1 w - - 0 1", 4},
-      {"8/8/8/4k3/8/2K5/8/6Q1 w - - 0 1", 2}, {"1k6/8/1K6/8/8/8/8/1n5R w - - 0 1", 3},
+      {"k7/8/2K5/8/8/8/8/1R6 w - - 0 1", 2},
+      {"k7/8/2K5/8/8/8/8/1R6 w - - 0 1", 3},
+      {"8/8/8/3k4/8/8/8/R3K3 w - - 0 1", 4},
+      {"8/8/8/4k3/8/2K5/8/6Q1 w - - 0 1", 4},
+      {"8/8/8/4k3/8/2K5/8/6Q1 w - - 0 1", 2},
+      {"1k6/8/1K6/8/8/8/8/1n5R w - - 0 1", 3},
+      // A pawn that promotes (KPk into KQk and KRk); a double step on the way.
+      {"1k6/3P4/1K6/8/8/8/8/8 w - - 0 1", 1},
+      {"k7/2K5/1P6/8/8/8/8/8 w - - 0 1", 3},
+      {"k7/2K5/1P6/8/8/8/8/8 w - - 0 1", 4},
+      {"8/8/8/8/8/1k6/4P3/K7 w - - 0 1", 7},
   };
   for (const auto& c : cases) {
     const auto plain = Keys(c.fen, c.n, nullptr);
