@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <new>
 #include <stdexcept>
@@ -281,6 +282,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
       if (second >= d) {
         res.fromRegister = true;
         res.mode = r.mode;
+        st.Message(TEngineMessage::kInfo, EngineText(TEngineText::kFromTemporaryRegister, lang));
         return;
       }
       if (second > 0) {
@@ -306,6 +308,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
   std::atomic<int> forced{r.forcedThreads};
   std::atomic<bool> proposalAsked{false};
   bool repetitionShown = false, exactCompleted = false;
+  int passCounter = 0;
   int announcedMore = 1;
   res.mode = r.mode;
 
@@ -345,6 +348,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     ss.probe = r.probe;
     ss.logMoves = r.logMoves;
     ss.logPath = r.logMoves && r.logPath.empty() ? SearchLogPath(r) : r.logPath;
+    ss.logAppend = !searches.empty();
     ss.collectStats = r.collectStats;
     // Keys of earlier passes come first, so that a new search object finds
     // them again at once and counts them against its limit.
@@ -415,6 +419,16 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
       e.pass = report;
       st.Event(e);
     }
+    // The pass's heading in the search log: its counter letter, heuristics
+    // (set, parameters, names: none yet), then mode, safety and pass name.
+    if (r.logMoves) {
+      char head[96];
+      std::snprintf(head, sizeof head, "1%c Heur=%d HeurParams=%d %s", 'a' + passCounter++ % 26,
+                    static_cast<int>(plan.heuristics), 0, "");
+      search->LogLine(head);
+      search->LogLine(std::string(RunTitle(r)) + " " + (plan.safeMode ? "safe mode" : "quick mode") +
+                      " Pass " + plan.Name());
+    }
     const auto t = std::chrono::steady_clock::now();
     const uint64_t nodes0 = search->Nodes();
     uint8_t code;
@@ -422,6 +436,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
       TBruteForceFlag flag(plan.bruteForce);
       code = DispatchFindMateFFM(*search, root, r.moves);
     }
+    search->FlushLog();
     // A search thread that ran out of memory has stopped the search.
     if (search->OutOfMemory()) throw std::bad_alloc();
     report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t).count();

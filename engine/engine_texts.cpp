@@ -207,6 +207,7 @@ constexpr TTextEntry kTexts[] = {
     {E::kResultOfAnalysis, "Result of analysis", "Wynik analizy", nullptr},
     {E::kResultLine, ">> #%d", nullptr, nullptr},
     {E::kFromRegister, "(from register)", "(z rejestru)", nullptr},
+    {E::kFromTemporaryRegister, "From temporary register", nullptr, nullptr},
 
     {E::kDefenceRefuted, "Mate in the requested stipulation was refuted with:",
      "Mat w zadanej liczbie ruch\u00f3w zosta\u0142 odparty przez:", nullptr},

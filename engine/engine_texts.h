@@ -88,6 +88,7 @@ enum class TEngineText : uint16_t {
   kResultOfAnalysis,
   kResultLine,  // %d: n (opens ">> #")
   kFromRegister,
+  kFromTemporaryRegister,
   // defence task
   kDefenceRefuted,
   kDefenceNone,

@@ -15,7 +15,7 @@ namespace ostravel {
 TMateSearch::TMateSearch(const TSearchSettings& settings,
                          std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg)
     : settings_(settings), reg_(std::move(reg)) {
-  if (settings_.logMoves && !settings_.logPath.empty()) log_.Open(settings_.logPath);
+  if (settings_.logMoves && !settings_.logPath.empty()) log_.Open(settings_.logPath, !settings_.logAppend);
   searchers_.reserve(64);
 }
 

@@ -100,6 +100,10 @@ class TMateSearch {
   uint64_t Nodes() const { return progress_.nodes.load(std::memory_order_relaxed); }
   TAggregatedTemporaryChessboardRegister& Register() { return *reg_; }
   const TSearchSettings& Settings() const { return settings_; }
+  // A line of the search log (nothing when there is none).
+  void LogLine(const std::string& text) { log_.Line(text); }
+  // Writes out what the log holds, before a later pass's search appends.
+  void FlushLog() { log_.Flush(); }
 
   // Called (under a lock) each time a key is found.
   std::function<void(const TSolution&)> onSolution;

@@ -117,8 +117,11 @@ std::string DefenceValue(const TDefenceReply& r, int n, int lang) {
   return EngineFormat(EngineText(TEngineText::kDefenceMateIn, lang), r.mateIn);
 }
 
+// A reply after which White has no mate ends its line there: it says so.
 std::string DefenceMoveLine(const TDefenceReply& r, int n, int lang) {
-  return "   1..." + r.text + " (" + DefenceValue(r, n, lang) + ")";
+  std::string line = "   1..." + r.text + " (" + DefenceValue(r, n, lang) + ")";
+  if (r.searched && r.mateIn == 0) line += std::string(" ") + EngineText(TEngineText::kLastMoveNoMate, lang);
+  return line;
 }
 
 void AddLine(std::string& out, const std::string& line) {
@@ -146,6 +149,9 @@ std::string DefenceEndText(const TSolveRequest& r, const TSolveResult& res) {
           EngineFormat(EngineText(TEngineText::kResultLine, lang), r.moves) + ": " +
               EngineText(d.headline, lang) +
               (stopped ? std::string(" ") + EngineText(TEngineText::kStoppedMark, lang) : std::string()));
+  if (!d.best.empty())
+    AddLine(out,
+            EngineText(d.best.size() == 1 ? TEngineText::kDefenceWord : TEngineText::kDefencesWord, lang));
   for (size_t i : d.best) AddLine(out, DefenceMoveLine(d.replies[i], r.moves, lang));
   if (!d.equivalent.empty()) {
     out += EngineText(TEngineText::kDefenceEquivalent, lang);

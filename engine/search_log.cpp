@@ -32,10 +32,15 @@ TSearchLog::~TSearchLog() {
   Close();
 }
 
-bool TSearchLog::Open(const std::string& path) {
+bool TSearchLog::Open(const std::string& path, bool truncate) {
   std::lock_guard<std::mutex> lk(g_logLock);
   if (file_) std::fclose(file_);
-  file_ = std::fopen(path.c_str(), "w");
+  // Always appending, so that the searches of later passes, each with a file
+  // of its own, never write over each other.
+  if (truncate) {
+    if (std::FILE* f = std::fopen(path.c_str(), "w")) std::fclose(f);
+  }
+  file_ = std::fopen(path.c_str(), "a");
   return file_ != nullptr;
 }
 
@@ -65,19 +70,27 @@ void TSearchLog::Move(int pliesPlayed, const TMove& m, uint8_t pieceCode) {
                'a' + (m.to & 7), (m.to >> 3) + 1);
 }
 
-void TSearchLog::Result(int pliesPlayed, uint8_t code) {
+void TSearchLog::Result(int pliesPlayed, uint8_t code, int registerPlies) {
   if (!file_ || pliesPlayed > kMaxLoggedPlies) return;
   std::lock_guard<std::mutex> lk(g_logLock);
   Indent(pliesPlayed);
   const int moveNo = (pliesPlayed - 1) / 2 + 1;
   const char* sep = (pliesPlayed & 1) ? "." : " ...";
-  std::fprintf(file_, "%d%s%s\n", moveNo, sep, ResultWord(code));
+  std::fprintf(file_, "%d%s%s", moveNo, sep, ResultWord(code));
+  if (registerPlies >= 0) std::fprintf(file_, " (%d (temp.reg.))", registerPlies);
+  std::fputc('\n', file_);
 }
 
 void TSearchLog::NextLevel() {
   if (!file_) return;
   std::lock_guard<std::mutex> lk(g_logLock);
   std::fprintf(file_, "%s\nNextMultithreadingLevel analysis...\n", std::string(52, '-').c_str());
+}
+
+void TSearchLog::Flush() {
+  if (!file_) return;
+  std::lock_guard<std::mutex> lk(g_logLock);
+  std::fflush(file_);
 }
 
 void TSearchLog::Line(const std::string& text) {

@@ -79,6 +79,7 @@ struct TSearchSettings {
   bool showDuals = true;        // list every quickest White answer of a variation
   int maxVariationNodes = 600;  // cap on the printed solution tree per key
   bool logMoves = false;
+  bool logAppend = false;              // a later search of the run: the log goes on
   std::string logPath;                 // search log file (LogMoves)
   std::vector<TMove> sortIndications;  // root moves to try first, in order
   // Exact knowledge asked at White nodes below the root (a tablebase,

@@ -162,21 +162,26 @@ bool TSearcher<Policy>::MateInOne(int p) {
   const int n = search::GenWhiteChecks(b, sure, maybe, &nMaybe);
   TChessboard& c = stack_[p + 1];
   if constexpr (Policy::kStats) ++stats_.mate1Calls;
-  auto found = [this] {
+  // The mating move ends the line in the search log.
+  auto found = [&](const TMove& m) {
     if constexpr (Policy::kStats) ++stats_.mate1Found;
+    if (log_) {
+      log_->Move(p + 1, m, b.board[m.from]);
+      log_->Result(p + 1, kResMate);
+    }
     return true;
   };
   for (int i = 0; i < n; ++i) {
     PlayMove(b, c, sure[i]);
     CountNode(p + 1);
     if constexpr (Policy::kStats) ++stats_.mate1Nodes;
-    if (!detail::CountLegal<kBlack, true>(c)) return found();
+    if (!detail::CountLegal<kBlack, true>(c)) return found(sure[i]);
   }
   for (int i = 0; i < nMaybe; ++i) {
     PlayMove(b, c, maybe[i]);
     CountNode(p + 1);
     if constexpr (Policy::kStats) ++stats_.mate1Nodes;
-    if (IsKingAttacked(c, kBlack) && !detail::CountLegal<kBlack, true>(c)) return found();
+    if (IsKingAttacked(c, kBlack) && !detail::CountLegal<kBlack, true>(c)) return found(maybe[i]);
   }
   return false;
 }
@@ -193,6 +198,7 @@ uint8_t TSearcher<Policy>::White(int p, int d) {
     s_.repetitionSeen_.store(true, std::memory_order_relaxed);
     return kResRepetition;
   }
+  if (log_) registerPlies_ = -1;
   if (d == 1 && minStore_ > 1) return MateInOne(p) ? kResMate : kResNoMate;
   TChessboard& b = stack_[p];
   const bool storable = d >= minStore_;
@@ -204,11 +210,15 @@ uint8_t TSearcher<Policy>::White(int p, int d) {
     if constexpr (Policy::kStats) ++At(p).regProbes;
     if (key.reg->Probe(key.board, key.hash, first, second)) {
       if (first && first <= d) {
-        if (log_) log_->Line("Mate found (pos.in temp.reg.)");
+        if (log_) {
+          log_->Line("Mate found (pos.in temp.reg.)");
+          registerPlies_ = first;
+        }
         if constexpr (Policy::kStats) ++At(p).regHits;
         return kResMate;
       }
       if (second >= d) {
+        if (log_) registerPlies_ = second;
         if constexpr (Policy::kStats) ++At(p).regHits;
         return kResNoMate;
       }
@@ -361,7 +371,10 @@ uint8_t TSearcher<Policy>::Black(int p, int d) {
     CountNode(p + 1);
     if (log_) log_->Move(p + 1, moves[i], b.board[moves[i].from]);
     const uint8_t r = White(p + 1, d - 1);
-    if (log_) log_->Result(p + 1, r);
+    if (log_) {
+      log_->Result(p + 1, r, registerPlies_);
+      registerPlies_ = -1;
+    }
     if (r != kResMate) {
       if constexpr (Policy::kStats) {
         ++At(p).cutNodes;

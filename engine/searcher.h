@@ -136,6 +136,7 @@ class TSearcher final : public TSearcherBase {
   TAggregatedTemporaryChessboardRegister& rightsReg_;
   std::atomic<bool>& stop_;
   TSearchLog* log_;
+  int registerPlies_ = -1;  // bound the register gave the last White node (log only)
   IPositionProbe* probe_;
   int probeMaxMen_ = 0;
   const std::atomic<bool>* limitFlag_ = nullptr;

@@ -319,6 +319,8 @@ TEST(Passes, ARegisterSharedWithAnEarlierRunAnswersWithoutSearch) {
   EXPECT_TRUE(second.result.fromRegister);
   EXPECT_EQ(second.result.nodes, 0u);
   EXPECT_TRUE(Contains(second.endText, "No solution found of the problem test (from register)"));
+  EXPECT_TRUE(second.Said("From temporary register"));
+  EXPECT_FALSE(first.Said("From temporary register"));
 }
 
 TEST(Passes, ThreatsAndVariationsComeWithTheKeys) {
@@ -376,10 +378,13 @@ TEST(DefenceTask, RefutationsListsAndEquivalents) {
   for (size_t i : d.best) refutations.insert(d.replies[i].text);
   for (size_t i : d.equivalent) refutations.insert(d.replies[i].text);
   EXPECT_EQ(refutations, (std::set<std::string>{"g7-g6", "g7-g5", "h7-h6", "h7-h5"}));
-  EXPECT_TRUE(Contains(cap.endText, "Mate in the requested stipulation was refuted with:\n   1...g7-g6"));
+  EXPECT_TRUE(Contains(cap.endText,
+                       "Mate in the requested stipulation was refuted with:\nDefence:\n   1...g7-g6 "
+                       "(no mate in 1) Last move, no mate."));
   EXPECT_TRUE(Contains(cap.endText, "\nEquivalent moves:"));
   EXPECT_TRUE(Contains(cap.endText, "The following moves have been found:"));
   EXPECT_TRUE(Contains(cap.endText, "1...Kh8-g8 (mate in 1)"));
+  EXPECT_FALSE(Contains(cap.endText, "1...Kh8-g8 (mate in 1) Last"));
   EXPECT_EQ(ResultTitle(Request(kNoSolution, 1), cap.result), "Result of analysis");
 }
 

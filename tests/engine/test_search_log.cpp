@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "chess/fen.h"
+#include "engine/engine_run.h"
 #include "engine/mate_search.h"
 #include "support/test_support.h"
 
@@ -68,6 +69,57 @@ TEST(SearchLog, BlackMovesAreIndentedAndNumberedAsReplies) {
   }
   EXPECT_TRUE(sawReply);
   EXPECT_TRUE(sawReplyResult);
+}
+
+std::vector<std::string> ReadLines(const std::string& path) {
+  std::ifstream in(path);
+  std::vector<std::string> lines;
+  for (std::string l; std::getline(in, l);) lines.push_back(l);
+  return lines;
+}
+
+size_t CountPrefix(const std::vector<std::string>& lines, const std::string& prefix) {
+  return std::count_if(lines.begin(), lines.end(),
+                       [&](const std::string& l) { return l.rfind(prefix, 0) == 0; });
+}
+
+TEST(SearchLog, MatingMovesEndTheirLines) {
+  // #2: every line that mates ends with White's second move and "mate".
+  const auto lines = LogOf("k7/8/1K6/8/8/8/8/3Q4 w - - 0 1", 2, 1);
+  const auto at = std::find(lines.begin(), lines.end(), "\t\t\t2.mate");
+  ASSERT_NE(at, lines.end());
+  ASSERT_NE(at, lines.begin());
+  EXPECT_EQ((at - 1)->rfind("\t\t\t2.Q", 0), 0u) << *(at - 1);
+}
+
+TEST(SearchLog, EveryPassOfARunHasItsHeadingAndKeepsTheEarlierOnes) {
+  // A hybrid run: the first phase stops at the first key, the second searches
+  // again on the register the first one filled.
+  const std::string path = test::MakeTempDir() + "/run.log";
+  TSolveRequest r;
+  ASSERT_TRUE(r.SetFen("8/8/3K4/2R5/8/2Pk4/5Q2/8 w - - 0 1"));
+  r.moves = 3;
+  r.title = "vaeth-55";
+  r.hybridPhase = 1;
+  r.computeVariations = false;
+  r.logMoves = true;
+  r.logPath = path;
+  TEngine engine;
+  ASSERT_EQ(engine.Start(r, {}, TEngineTask::kMate), "");
+  engine.Wait();
+  const auto lines = ReadLines(path);
+  EXPECT_EQ(CountPrefix(lines, "1a Heur=0 HeurParams=0"), 1u);
+  EXPECT_EQ(CountPrefix(lines, "1b Heur=0 HeurParams=0"), 1u);
+  const auto second = std::find_if(lines.begin(), lines.end(),
+                                   [](const std::string& l) { return l.rfind("1b Heur", 0) == 0; });
+  ASSERT_NE(second, lines.end());
+  ASSERT_NE(second + 1, lines.end());
+  EXPECT_NE((second + 1)->find(" Pass "), std::string::npos) << *(second + 1);
+  // Both passes logged moves, and the second took results from the register.
+  EXPECT_GT(CountPrefix({lines.begin(), second}, "\t1."), 0u);
+  EXPECT_GT(CountPrefix({second, lines.end()}, "\t1."), 0u);
+  EXPECT_TRUE(std::any_of(second, lines.end(),
+                          [](const std::string& l) { return l.find(" (temp.reg.))") != std::string::npos; }));
 }
 
 TEST(SearchLog, EachSplitNodeMarksTheNextLevel) {
