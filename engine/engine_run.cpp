@@ -177,7 +177,8 @@ bool SameSearchSettings(const TSearchSettings& a, const TSearchSettings& b) {
          a.lookForQuickerMateDepth == b.lookForQuickerMateDepth && a.verifyHeuristics == b.verifyHeuristics &&
          a.allowExceptions == b.allowExceptions && a.customShortMateDepth == b.customShortMateDepth &&
          a.cutRepetitions == b.cutRepetitions && a.letTwoThreadsShareAMove == b.letTwoThreadsShareAMove &&
-         a.computeVariations == b.computeVariations && a.showDuals == b.showDuals;
+         a.computeVariations == b.computeVariations && a.showDuals == b.showDuals &&
+         a.rootPieces == b.rootPieces;
 }
 
 // Builds and checks the root. Returns the refusal text, empty when fine.
@@ -199,6 +200,9 @@ std::string MakeCheckedRoot(const TSolveRequest& r, TEngineTask task, TChessboar
   } else {
     if (!r.whiteToMove) return EngineText(TEngineText::kMateTaskNeedsWhite, lang);
     if (root.blackKingCheck >= 0) return EngineText(TEngineText::kBlackKingChecked, lang);
+    // A restriction that leaves White nothing to move would report "no solution".
+    if (r.restriction < 0 && !(r.markedSquares & root.occupied[0]))
+      return "The restricted root search needs a marked White man";
   }
   return {};
 }
@@ -331,6 +335,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     TSearchSettings ss;
     ss.mode = plan.mode;
     ss.lookForQuickerMateDepth = r.lookForQuickerMateDepth;
+    ss.rootPieces = r.restriction < 0 ? r.markedSquares : 0;
     ss.verifyHeuristics = r.verifyHeuristics;
     ss.allowExceptions = r.allowExceptions;
     ss.customShortMateDepth = r.customShortMateDepth;

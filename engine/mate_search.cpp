@@ -74,7 +74,9 @@ uint8_t TMateSearch::FindForcedMateWith(const TChessboard& rootIn, int nMoves) {
   // Candidates: every legal White move, the sort indications first.
   TMove all[kMaxMoves];
   const int n = GenerateLegalMoves(root, all);
-  std::vector<TMove> cand(all, all + n);
+  std::vector<TMove> cand;
+  for (int i = 0; i < n; ++i)
+    if (!settings_.rootPieces || (settings_.rootPieces >> all[i].from & 1)) cand.push_back(all[i]);
   if (!settings_.sortIndications.empty()) {
     std::stable_partition(cand.begin(), cand.end(), [&](const TMove& m) {
       return std::any_of(settings_.sortIndications.begin(), settings_.sortIndications.end(),
@@ -191,6 +193,7 @@ uint8_t TMateSearch::FindForcedMateWith(const TChessboard& rootIn, int nMoves) {
     in.threads = threads;
     in.cores = ProcessorCount(false);
     in.root = &root;
+    in.restricted = settings_.rootPieces != 0;
     const int proposal = ProposeThreadCount(in);
     if (proposal) {
       threadProposal_ = proposal;

@@ -82,6 +82,7 @@ struct TSearchSettings {
   bool logAppend = false;              // a later search of the run: the log goes on
   std::string logPath;                 // search log file (LogMoves)
   std::vector<TMove> sortIndications;  // root moves to try first, in order
+  uint64_t rootPieces = 0;             // not 0: only the men on these squares move at the root
   // Exact knowledge asked at White nodes below the root (a tablebase,
   // precalculated data); null: none. Not owned; outlives the search.
   IPositionProbe* probe = nullptr;

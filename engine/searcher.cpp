@@ -28,6 +28,10 @@ TSearcher<Policy>::TSearcher(TMateSearch& s)
   minStore_ = s.settings_.storeShortResults ? 3 : 4;
   cutRepetitions_ = s.settings_.cutRepetitions;
   shortMatePlies_ = s.settings_.customShortMateDepth >= 1 ? s.settings_.customShortMateDepth : 0;
+  // The look-for-quicker-mate depth (moves) raises the short-mate check the
+  // same way; a deeper check costs time, never a key.
+  if (s.settings_.lookForQuickerMateDepth >= 1)
+    shortMatePlies_ = std::max(shortMatePlies_, 2 * s.settings_.lookForQuickerMateDepth - 1);
   if constexpr (Policy::kStats) stats_.plies.resize(kMaxSearchPly + 4);
 }
 

@@ -82,6 +82,10 @@ struct TSolveRequest {
   bool relaxation = false;  // further passes with relaxed heuristics
   bool passWithoutHeuristics = true;
   std::vector<TMove> sortIndications;  // root moves to try first, in order
+  // Negative: the root moves only the men whose squares are marked (bit i
+  // for square i, a1 = 0); the other moves are not tried as keys at all.
+  int restriction = 0;
+  uint64_t markedSquares = 0;
 
   // Template-family parameters of the search.
   int lookForQuickerMateDepth = 0;

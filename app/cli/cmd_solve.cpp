@@ -46,7 +46,10 @@ void Help() {
       "                          solution, then brute force for duals\n"
       "  --defence               Black to move in the FEN: find Black's best defence\n"
       "                          against mate in n\n"
-      "  --short-mate-depth P    custom short-mate depth in plies (below 1: default)\n"
+      "  --short-mate-depth P    custom short-mate depth in plies, up to 18 (below 1:\n"
+      "                          default)\n"
+      "  --marked SQUARES        only the men on these squares (e.g. e2,d1) move at\n"
+      "                          the root: keys are looked for among their moves only\n"
       "  --no-second-pass        switch the pass without heuristics off\n"
       "  --threads T             search threads per level (default: one per logical\n"
       "                          processor)\n"
@@ -88,7 +91,8 @@ struct TSolveOptions {
   std::optional<SolutionMode> mode;
   bool bruteForce = false, hybrid = false, defence = false, noSecondPass = false;
   std::optional<int16_t> shortMateDepth;
-  int threads = 0;  // 0: one per logical processor, as the desktop window starts
+  uint64_t marked = 0;  // --marked: the root moves only these men
+  int threads = 0;      // 0: one per logical processor, as the desktop window starts
   std::optional<int> levels;
   bool acceptProposal = false;
   bool variations = true, duals = true, json = false, quiet = false, all = false, store = false,
@@ -141,9 +145,20 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
       if (!value() || (v != "yes" && v != "no")) return "solve: --accept-thread-proposal is yes or no";
       o.acceptProposal = v == "yes";
     } else if (a == "--short-mate-depth") {
-      if (!value() || !ParseInt(v, -32768, 32767, n))
-        return "solve: --short-mate-depth needs a number of plies";
+      // Nine short-mate lengths exist: mate in 9 is 17 or 18 plies.
+      if (!value() || !ParseInt(v, -32768, 18, n))
+        return "solve: --short-mate-depth is a number of plies up to 18 (mate in 9)";
       o.shortMateDepth = static_cast<int16_t>(n);
+    } else if (a == "--marked") {
+      if (!value()) return "solve: --marked needs squares such as e2,d1";
+      for (size_t at = 0; at <= v.size();) {
+        const size_t comma = std::min(v.find(',', at), v.size());
+        const std::string sq = v.substr(at, comma - at);
+        if (sq.size() != 2 || sq[0] < 'a' || sq[0] > 'h' || sq[1] < '1' || sq[1] > '8')
+          return "solve: --marked needs squares such as e2,d1, not \"" + sq + "\"";
+        o.marked |= uint64_t{1} << ((sq[1] - '1') * 8 + (sq[0] - 'a'));
+        at = comma + 1;
+      }
     } else if (a == "--lang") {
       if (!value() || (o.lang = LanguageIdOf(v)) < 0) return "solve: --lang is en, pl or uk";
     } else if (a == "--problem") {
@@ -204,6 +219,10 @@ void ApplyOptions(const TSolveOptions& o, TSolveRequest& r) {
     r.bruteForce = false;
   }
   if (o.shortMateDepth) r.customShortMateDepth = *o.shortMateDepth;
+  if (o.marked) {
+    r.restriction = -1;
+    r.markedSquares = o.marked;
+  }
   if (o.noSecondPass) r.passWithoutHeuristics = false;
   r.threads = static_cast<uint8_t>(o.threads ? o.threads : std::clamp(ProcessorCount(true), 1, 255));
   if (o.levels) {

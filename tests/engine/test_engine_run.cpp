@@ -343,6 +343,27 @@ TEST(Passes, AuxiliaryMateSearchIsOnePlainSearch) {
   EXPECT_EQ(g_nEngineThreadProcAuxMatePending.load(), 0);
 }
 
+TEST(RootRestriction, OnlyTheMarkedMenMove) {
+  // mt-010's keys: Ne3-g4, Kb4-c3, Kb4-c4 and Rf7-g7.
+  TCapture cap;
+  TSolveRequest r = Request(kFourKeys, 2);
+  r.restriction = -1;
+  r.markedSquares = uint64_t{1} << SquareOf(4, 2) | uint64_t{1} << SquareOf(1, 3);  // e3, b4
+  Solve(r, cap);
+  EXPECT_EQ(Keys(cap.result), (std::set<std::string>{"e3g4", "b4c3", "b4c4"}));
+  // Marks without a restriction change nothing.
+  TCapture all;
+  r.restriction = 0;
+  Solve(r, all);
+  EXPECT_EQ(Keys(all.result).size(), 4u);
+  // Only Black men marked: refused, not "no solution".
+  TCapture none;
+  r.restriction = -1;
+  r.markedSquares = uint64_t{1} << SquareOf(4, 3);  // e4, the black king
+  Solve(r, none);
+  EXPECT_EQ(none.result.status, TRunStatus::kRefused);
+}
+
 // ---------------------------------------------------------------- defence task
 
 TEST(DefenceTask, HeadlinesOnRealPositions) {

@@ -68,6 +68,9 @@ TEST(ThreadProposal, RulesAtTheRoot) {
   in.rootPlies = 13;
   EXPECT_EQ(ProposeThreadCount(in), 0);  // only from 14 plies
   in.rootPlies = 15;
+  in.restricted = true;  // a root restricted to marked men keeps its count
+  EXPECT_EQ(ProposeThreadCount(in), 0);
+  in.restricted = false;
   in.alreadyProposed = true;
   EXPECT_EQ(ProposeThreadCount(in), 0);
   EXPECT_EQ(ThreadProposalQuestion(6),
