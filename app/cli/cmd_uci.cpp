@@ -29,8 +29,8 @@
 #include "command.h"
 #include "config/settings.h"
 #include "engine/engine.h"
+#include "engine/shortest_mate.h"
 #include "problems/epd.h"
-#include "registers/temporary_register.h"
 
 namespace ostravel::cli {
 namespace {
@@ -84,34 +84,6 @@ struct TOptions {
   int multiPv = 1;
   bool showCurrLine = false;
 };
-
-// Depth of a variation tree in White moves.
-int TreeDepth(const std::vector<TVariation>& vs) {
-  int best = 0;
-  for (const auto& v : vs) best = std::max(best, 1 + TreeDepth(v.next));
-  return best;
-}
-
-// The key and the longest resistance below it, in UCI.
-std::vector<TMove> PrincipalVariation(const TSolution& s) {
-  std::vector<TMove> pv{s.key};
-  const std::vector<TVariation>* level = &s.variations;
-  while (!level->empty()) {
-    const TVariation* best = &level->front();
-    int bestDepth = -1;
-    for (const auto& v : *level) {
-      const int d = TreeDepth(v.next);
-      if (d > bestDepth) {
-        bestDepth = d;
-        best = &v;
-      }
-    }
-    pv.push_back(best->black);
-    pv.push_back(best->white);
-    level = &best->next;
-  }
-  return pv;
-}
 
 class TUciSession {
  public:
@@ -307,83 +279,15 @@ class TUciSession {
     worker_.join();
   }
 
-  struct TIteration {
-    TSolveResult result;
-    bool stopped = false;
-  };
-
-  // A register within the Hash option's budget, sized as a run of that many moves.
-  std::shared_ptr<TAggregatedTemporaryChessboardRegister> MakeRegister(int moves) const {
-    if (!job_.opt.hashMB) return MakeRunRegister(moves);
-    const uint32_t buckets =
-        ChooseRegisterBucketCount(static_cast<uint32_t>(2 * moves - 1), job_.opt.hashMB, false);
-    auto reg = std::make_shared<TAggregatedTemporaryChessboardRegister>(
-        buckets, TempRegElementLimit(job_.opt.hashMB, buckets));
-    reg->SetStoreShortResults(true);
-    return reg;
-  }
-
-  // One exact search for every key of "#moves" on the current position.
-  TIteration RunMate(int moves, std::chrono::steady_clock::time_point t0, int64_t movetime,
-                     uint64_t& nodesBefore,
-                     const std::shared_ptr<TAggregatedTemporaryChessboardRegister>& reg) {
-    TIteration it;
-    TSolveRequest r;
-    r.position = job_.white ? job_.task : MirrorColours(job_.task);
-    r.whiteToMove = true;
-    ApplySettings(r, Settings());
-    r.moves = moves;
-    r.mode = SolutionMode::kAll;
-    r.threads = static_cast<uint8_t>(job_.opt.threads);
-    r.computeVariations = true;
-    r.problemId = 1;
-    r.title = job_.fen;
-    r.reg = reg;
-    r.clearRegisterOnStart = false;  // the register is this search's own, shared by its iterations
-    if (!reg && job_.opt.hashMB) r.reg = MakeRegister(moves);
-    TEngine engine;
-    TEngineCallbacks cb;
-    cb.onThreadProposal = [](int, const std::string&) { return false; };
-    const std::string refusal = engine.Start(r, cb, TEngineTask::kMate);
-    if (!refusal.empty()) {
-      it.result.status = TRunStatus::kRefused;
-      it.result.message = refusal;
-      return it;
-    }
-    auto lastInfo = std::chrono::steady_clock::now();
-    while (!engine.WaitFor(std::chrono::milliseconds(20))) {
-      const auto now = std::chrono::steady_clock::now();
-      const int64_t ms = std::chrono::duration_cast<std::chrono::milliseconds>(now - t0).count();
-      if (stop_ || (movetime && ms >= movetime)) {
-        it.stopped = true;
-        engine.RequestStop();
-      }
-      if (now - lastInfo >= std::chrono::seconds(1)) {
-        lastInfo = now;
-        const TProgressSnapshot s = engine.Snapshot();
-        const uint64_t nodes = nodesBefore + s.nodes;
-        out_.Line("info depth " + std::to_string(2 * moves - 1) + " nodes " + std::to_string(nodes) +
-                  " nps " + std::to_string(ms ? nodes * 1000 / static_cast<uint64_t>(ms) : 0) + " time " +
-                  std::to_string(ms));
-        if (job_.opt.showCurrLine) CurrLine(s.currentLine, r);
-      }
-    }
-    engine.Wait();
-    it.result = engine.Result();
-    if (it.result.status == TRunStatus::kStopped) it.stopped = true;
-    nodesBefore += it.result.nodes;
-    return it;
-  }
-
   // "info currline": the first move of the line being searched ("1. Qd1-h5").
-  void CurrLine(const std::string& text, const TSolveRequest& r) {
+  void CurrLine(const std::string& text, const TTaskContext& searched) {
     std::string t = text;
     const size_t dot = t.find(". ");
     if (dot != std::string::npos) t = t.substr(dot + 2);
     TChessboard root;
     ClearBoard(root);
-    std::memcpy(root.board, r.position.initialBoard, 64);
-    root.context = &r.position;
+    std::memcpy(root.board, searched.initialBoard, 64);
+    root.context = &searched;
     root.previous = nullptr;
     SetRootPlies(root, 3);
     RecomputeDerived(root);
@@ -402,42 +306,52 @@ class TUciSession {
     if (!job_.valid) {
       out_.Line("info string no valid position: " + job_.error);
     } else {
-      const int from = g.mate ? g.mate : 1;
-      const int to = g.mate ? g.mate : (g.depth ? g.depth : kMaxIterMoves);
-      uint64_t nodes = 0;
-      std::vector<TSolution> keys;
-      int reached = 0;  // no mate in this many moves was proved
-      bool stopped = false, refused = false;
-      // The iterations share one register: what #k proved serves #k+1.
-      const auto reg = from == to ? nullptr : MakeRegister(8);
-      for (int k = from; k <= to && !stopped; ++k) {
-        if (stop_ || (g.movetime && elapsedMs() >= g.movetime)) {
-          stopped = true;
-          break;
+      TShortestMateOptions so;
+      so.fromMoves = g.mate ? g.mate : 1;
+      so.toMoves = g.mate ? g.mate : (g.depth ? g.depth : kMaxIterMoves);
+      so.registerMB = job_.opt.hashMB;
+      so.stop = &stop_;
+      so.timeLimit = static_cast<double>(g.movetime) / 1000;
+      TSolveRequest r;
+      r.position = job_.white ? job_.task : MirrorColours(job_.task);
+      r.whiteToMove = true;
+      ApplySettings(r, Settings());
+      r.threads = static_cast<uint8_t>(job_.opt.threads);
+      r.computeVariations = true;  // for the principal variations
+      r.problemId = 1;
+      r.title = job_.fen;
+      int lastMoves = 0;
+      auto lastInfo = std::chrono::steady_clock::now();
+      so.onTick = [&](int moves, TEngine& engine, uint64_t nodesBefore) {
+        const auto now = std::chrono::steady_clock::now();
+        if (moves != lastMoves) {
+          lastMoves = moves;
+          lastInfo = now;
         }
-        const TIteration it = RunMate(k, t0, g.movetime, nodes, reg);
-        const TSolveResult& res = it.result;
-        if (res.status == TRunStatus::kRefused || res.status == TRunStatus::kFailed) {
-          out_.Line("info string " + res.message);
-          refused = true;
-          break;
-        }
-        stopped = it.stopped;
-        if (!res.solutions.empty()) {
-          keys = res.solutions;
-          break;
-        }
-        if (!stopped) reached = k;
-        if (!g.mate && !stopped) {
+        if (now - lastInfo < std::chrono::seconds(1)) return;
+        lastInfo = now;
+        const TProgressSnapshot s = engine.Snapshot();
+        const uint64_t nodes = nodesBefore + s.nodes;
+        const int64_t ms = elapsedMs();
+        out_.Line("info depth " + std::to_string(2 * moves - 1) + " nodes " + std::to_string(nodes) +
+                  " nps " + std::to_string(ms ? nodes * 1000 / static_cast<uint64_t>(ms) : 0) + " time " +
+                  std::to_string(ms));
+        if (job_.opt.showCurrLine) CurrLine(s.currentLine, r.position);
+      };
+      if (!g.mate)
+        so.onNoMate = [&](int moves, uint64_t nodes) {
           const int64_t ms = elapsedMs();
-          out_.Line("info depth " + std::to_string(2 * k - 1) + " nodes " + std::to_string(nodes) + " nps " +
-                    std::to_string(ms ? nodes * 1000 / static_cast<uint64_t>(ms) : 0) + " time " +
-                    std::to_string(ms) + " string no mate in " + std::to_string(k));
-        }
-      }
+          out_.Line("info depth " + std::to_string(2 * moves - 1) + " nodes " + std::to_string(nodes) +
+                    " nps " + std::to_string(ms ? nodes * 1000 / static_cast<uint64_t>(ms) : 0) + " time " +
+                    std::to_string(ms) + " string no mate in " + std::to_string(moves));
+        };
+      const TShortestMateResult found = FindShortestMate(r, so);
+      if (!found.error.empty()) out_.Line("info string " + found.error);
+      const std::vector<TSolution>& keys = found.keys;
+      const uint64_t nodes = found.nodes;
+      const bool stopped = found.stopped, refused = !found.error.empty();
+      const int reached = found.noMateIn;
       const int64_t ms = elapsedMs();
-      std::stable_sort(keys.begin(), keys.end(),
-                       [](const TSolution& a, const TSolution& b) { return a.mateIn < b.mateIn; });
       for (size_t i = 0; i < keys.size(); ++i) {
         std::string pv;
         for (const TMove& m : PrincipalVariation(keys[i])) {
