@@ -7,9 +7,10 @@
 //                    variation; "info string no mate in N" and "bestmove 0000"
 //                    when there is none.
 //   go movetime T    #1, #2, ... in turn until the shortest mate is found or T
-//   go depth D       milliseconds have passed (depth: up to #D); the keys of
-//   go wtime ...     the shortest mate are reported. wtime/btime give a
-//   go               twentieth of the side's time; plain "go" runs until a
+//   go depth D       milliseconds have passed (depth: D plies as UCI counts,
+//   go wtime ...     and a mate in N takes 2N-1, so up to #(D+1)/2); the keys
+//   go               of the shortest mate are reported. wtime/btime give a
+//                    twentieth of the side's time; plain "go" runs until a
 //                    mate is found or "stop".
 //   go infinite      as above, but the bestmove waits for "stop".
 // Without a mate the bestmove is the first legal move (a GUI needs a move),
@@ -48,7 +49,8 @@ void Help() {
       "                  line per key, then \"bestmove\" with the first key; without a\n"
       "                  mate \"info string no mate in N\" and \"bestmove 0000\"\n"
       "  go movetime T   searches #1, #2, ... until the shortest mate is found or T ms\n"
-      "                  have passed (go depth D: up to #D; plain go: until found or stop)\n"
+      "                  have passed (plain go: until found or stop)\n"
+      "  go depth D      the same up to D plies: a mate in N takes 2N-1, so up to #(D+1)/2\n"
       "  go infinite     the same; the bestmove waits for \"stop\"\n"
       "Without a mate the bestmove is the first legal move (0000 when there is none).\n"
       "Positions with Black to move are solved for Black's mate.\n\n"
@@ -73,7 +75,7 @@ class TOut {
 
 struct TGoParams {
   int mate = 0;          // go mate N
-  int depth = 0;         // go depth D (moves)
+  int depth = 0;         // go depth D (plies)
   int64_t movetime = 0;  // ms; 0 none
   bool infinite = false;
 };
@@ -255,7 +257,7 @@ class TUciSession {
       } else if (word == "mate" && next()) {
         g.mate = static_cast<int>(std::clamp<int64_t>(v, 1, kMaxStipulationMoves));
       } else if (word == "depth" && next()) {
-        g.depth = static_cast<int>(std::clamp<int64_t>(v, 1, kMaxIterMoves));
+        g.depth = static_cast<int>(std::clamp<int64_t>(v, 1, 2 * kMaxIterMoves - 1));
       } else if (word == "movetime" && next()) {
         g.movetime = std::max<int64_t>(1, v);
       } else if (word == "wtime" && next()) {
@@ -308,7 +310,7 @@ class TUciSession {
     } else {
       TShortestMateOptions so;
       so.fromMoves = g.mate ? g.mate : 1;
-      so.toMoves = g.mate ? g.mate : (g.depth ? g.depth : kMaxIterMoves);
+      so.toMoves = g.mate ? g.mate : (g.depth ? (g.depth + 1) / 2 : kMaxIterMoves);
       so.registerMB = job_.opt.hashMB;
       so.stop = &stop_;
       so.timeLimit = static_cast<double>(g.movetime) / 1000;

@@ -303,6 +303,25 @@ TEST_F(CliFormats, UciInfiniteWaitsForStopAndMovetimeEnds) {
   EXPECT_EQ(c.Wait(), 0);
 }
 
+TEST_F(CliFormats, UciDepthCountsPlies) {
+  TChild c({"uci"});
+  c.Send("position fen 8/3Q4/5k2/8/8/4B1P1/8/K2B4 w - - 0 1");
+  // Two plies hold a mate in one only: this mate in two is beyond them.
+  c.Send("go depth 2");
+  std::vector<std::string> lines = c.ReadUntil("bestmove", 10s);
+  EXPECT_EQ(lines.size(), 3u);
+  EXPECT_NE(lines.front().find("info depth 1 "), std::string::npos) << lines.front();
+  EXPECT_EQ(lines[lines.size() - 2], "info string no mate in 1");
+  EXPECT_NE(lines.back(), "bestmove 0000");  // a legal move all the same
+  c.Send("go depth 3");
+  lines = c.ReadUntil("bestmove", 10s);
+  EXPECT_NE(lines[lines.size() - 2].find("info depth 3 multipv 2 score mate 2 "), std::string::npos)
+      << lines[lines.size() - 2];
+  EXPECT_TRUE(StartsWith(lines.back(), "bestmove d1"));
+  c.Send("quit");
+  EXPECT_EQ(c.Wait(), 0);
+}
+
 // ---------------------------------------------------------------- EPD batches
 
 TEST_F(CliFormats, EpdBatchReportsEachLineAndSums) {
