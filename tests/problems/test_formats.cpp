@@ -386,5 +386,35 @@ TEST(Diagram, CaptionIsEscapedAndWrapped) {
   EXPECT_TRUE(ParseSvg(DiagramSvg(p, bare)).texts.empty());
 }
 
+TEST(Diagram, PngIsRenderedAtTheSvgsSize) {
+  std::string error;
+  if (!DiagramPngAvailable()) {
+    EXPECT_TRUE(SvgToPng(DiagramSvg(SampleProblems().front()), error).empty());
+    EXPECT_FALSE(error.empty());
+    GTEST_SKIP() << "built without PNG output";
+  }
+  EXPECT_TRUE(SvgToPng("<svg", error).empty());
+  EXPECT_FALSE(error.empty());
+#ifdef OSTRAVEL_SANITIZED
+  GTEST_SKIP() << "fontconfig keeps its caches for the life of the process";
+#endif
+  TDiagramOptions opt;
+  opt.squareSize = 20;
+  const std::string svg = DiagramSvg(SampleProblems().front(), opt);
+  error.clear();
+  const std::string png = SvgToPng(svg, error);
+  ASSERT_GT(png.size(), 24u) << error;
+  EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1a\n");
+  // The header's width, big-endian after "IHDR", is the SVG's.
+  const auto be32 = [&](size_t at) {
+    uint32_t v = 0;
+    for (size_t i = at; i < at + 4; ++i) v = v << 8 | static_cast<unsigned char>(png[i]);
+    return v;
+  };
+  const size_t w = svg.find("width=\"");
+  ASSERT_NE(w, std::string::npos);
+  EXPECT_EQ(be32(16), static_cast<uint32_t>(std::stoul(svg.substr(w + 7))));
+}
+
 }  // namespace
 }  // namespace ostravel
