@@ -414,6 +414,25 @@ TEST_F(CliFormats, SampleCollectionThroughEveryFormatAndTheSolverOnStdin) {
   EXPECT_EQ(j["problems"][0]["solutions"].size(), 2u);
 }
 
+TEST_F(CliFormats, SolveReadsEveryFormatFromStdin) {
+  const std::string inputs[] = {
+      "BeginProblem\nPieces White Ka1 Qd7 Bd1 Be3 Pg3 Black Kf6\nStipulation #2\nEndProblem\n",
+      "8/3Q4/5k2/8/8/4B1P1/8/K2B4 w - - dm 2; id \"two keys\";\n",
+      "8/3Q4/5k2/8/8/4B1P1/8/K2B4 w - - 0 1 #2\n",
+  };
+  for (const std::string& in : inputs) {
+    const TRun r = RunCli({"solve", "-", "--json", "--quiet"}, in);
+    ASSERT_EQ(r.code, 0) << in << r.err;
+    const auto j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["problems"][0]["solutions"].size(), 2u) << in;
+  }
+  // A broken line is reported, the rest solved.
+  const TRun r = RunCli({"solve", "-", "--all", "--quiet"},
+                        "8/3Q4/5k2/8/8/4B1P1/8/K2B4 w - - 0 1\n6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1 #1\n");
+  EXPECT_NE(r.err.find("ostravel-cli: -: line 1: "), std::string::npos) << r.err;
+  EXPECT_NE(r.out.find("Ra1-a8"), std::string::npos) << r.out;
+}
+
 TEST_F(CliFormats, DiagramAsSvgAndPng) {
   const std::string sample = test::SourcePath("data/sample_problems.cp");
   const fs::path dir = test::MakeTempDir();
