@@ -414,6 +414,21 @@ TEST_F(CliFormats, SampleCollectionThroughEveryFormatAndTheSolverOnStdin) {
   EXPECT_EQ(j["problems"][0]["solutions"].size(), 2u);
 }
 
+TEST_F(CliFormats, OutputIsWrittenSafelyThroughALink) {
+  const std::string sample = test::SourcePath("data/sample_problems.cp");
+  const fs::path dir = test::MakeTempDir();
+  std::ofstream(dir / "real.fen") << "old\n";
+  fs::create_symlink("real.fen", dir / "link.fen");
+  ASSERT_EQ(RunCli({"convert", sample, (dir / "link.fen").string()}).code, 0);
+  EXPECT_TRUE(fs::is_symlink(dir / "link.fen"));
+  EXPECT_EQ(ReadText(dir / "real.fen").substr(0, 10), "B7/8/6R1/4");
+  // A folder that does not exist: the reason is named, nothing is left behind.
+  const TRun r = RunCli({"convert", sample, (dir / "none" / "x.fen").string()});
+  EXPECT_EQ(r.code, 2);
+  EXPECT_NE(r.err.find("x.fen: No such file or directory"), std::string::npos) << r.err;
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 2);
+}
+
 TEST_F(CliFormats, SolveReadsEveryFormatFromStdin) {
   const std::string inputs[] = {
       "BeginProblem\nPieces White Ka1 Qd7 Bd1 Be3 Pg3 Black Kf6\nStipulation #2\nEndProblem\n",
