@@ -12,7 +12,9 @@ if(WITH_MAN)
   list(APPEND _want share/man/man1/ostravel-cli.1)
 endif()
 if(WITH_GUI)
-  list(APPEND _want bin/ostravel)
+  list(APPEND _want bin/ostravel share/ostravel/translations/ostravel_pl.qm
+       share/ostravel/translations/ostravel_uk.qm share/applications/ostravel.desktop
+       share/icons/hicolor/scalable/apps/ostravel.svg share/metainfo/io.github.ostravel.Ostravel.metainfo.xml)
   if(WITH_MAN)
     list(APPEND _want share/man/man1/ostravel.1)
   endif()

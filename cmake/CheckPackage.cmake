@@ -1,5 +1,5 @@
 # Builds the Debian package and checks its file list and dependencies.
-#   cmake -DBUILD_DIR=... -DCPACK=... -P CheckPackage.cmake
+#   cmake -DBUILD_DIR=... -DCPACK=... -DWITH_MAN=0|1 -DWITH_GUI=0|1 -P CheckPackage.cmake
 set(_out ${BUILD_DIR}/package-check)
 file(REMOVE_RECURSE ${_out})
 execute_process(COMMAND ${CPACK} -G DEB -B ${_out} WORKING_DIRECTORY ${BUILD_DIR} RESULT_VARIABLE _rc
@@ -13,8 +13,20 @@ if(NOT _n EQUAL 1)
   message(FATAL_ERROR "expected one .deb, found: ${_debs}")
 endif()
 execute_process(COMMAND dpkg-deb -c ${_debs} OUTPUT_VARIABLE _files)
-foreach(f "./usr/bin/ostravel-cli" "./usr/share/ostravel/sample_problems.cp"
+set(_want "./usr/bin/ostravel-cli" "./usr/share/ostravel/sample_problems.cp"
           "./usr/share/bash-completion/completions/ostravel-cli")
+if(WITH_MAN)
+  list(APPEND _want "./usr/share/man/man1/ostravel-cli.1")
+endif()
+if(WITH_GUI)
+  list(APPEND _want "./usr/bin/ostravel" "./usr/share/ostravel/translations/ostravel_pl.qm"
+       "./usr/share/applications/ostravel.desktop" "./usr/share/icons/hicolor/scalable/apps/ostravel.svg"
+       "./usr/share/metainfo/io.github.ostravel.Ostravel.metainfo.xml")
+  if(WITH_MAN)
+    list(APPEND _want "./usr/share/man/man1/ostravel.1")
+  endif()
+endif()
+foreach(f IN LISTS _want)
   string(FIND "${_files}" "${f}" _at)
   if(_at EQUAL -1)
     message(FATAL_ERROR "${f} is not in the package:\n${_files}")

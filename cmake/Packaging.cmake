@@ -72,7 +72,8 @@ if(OSTRAVEL_TESTS)
   set_tests_properties(install_manifest PROPERTIES LABELS unit)
   # The package itself, with its declared dependencies.
   add_test(NAME debian_package
-           COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DCPACK=${CMAKE_CPACK_COMMAND} -P
+           COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DCPACK=${CMAKE_CPACK_COMMAND}
+                   -DWITH_MAN=$<BOOL:${HELP2MAN}> -DWITH_GUI=$<TARGET_EXISTS:ostravel> -P
                    ${CMAKE_SOURCE_DIR}/cmake/CheckPackage.cmake)
   set_tests_properties(debian_package PROPERTIES LABELS long)
 endif()

@@ -20,6 +20,12 @@ struct TDiagramOptions {
 
 std::string DiagramSvg(const TProblem& p, const TDiagramOptions& opt = {});
 
+// Whether this build renders PNG (it found librsvg and cairo).
+bool DiagramPngAvailable();
+// The SVG rendered as PNG at the size it names; empty on failure, or without
+// PNG output, with the reason in `error`.
+std::string SvgToPng(const std::string& svg, std::string& error);
+
 // Text escaped for XML character data and attribute values.
 std::string XmlEscape(const std::string& s);
 

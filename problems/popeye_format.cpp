@@ -439,9 +439,23 @@ bool WritePopeyeProblem(const TProblem& p, std::string& out, std::string& error)
     return false;
   }
   std::string s = "BeginProblem\n";
-  if (!p.description.empty()) {
+  // "Sample" marks a problem whose author and source are unknown: no author.
+  std::string d = p.description == kUnattributedDescription ? std::string() : p.description;
+  // A quoted last part is the title ("Sam Loyd, \"Excelsior\""); the reader
+  // puts the title last, so the description reads back as written.
+  std::string title;
+  if (d.size() >= 2 && d.back() == '"') {
+    const size_t q = d.rfind('"', d.size() - 2);
+    if (q == 0) {
+      title.swap(d);
+    } else if (q != std::string::npos && q >= 3 && d.compare(q - 2, 2, ", ") == 0 &&
+               !std::isspace(static_cast<unsigned char>(d[q - 3]))) {
+      title = d.substr(q);
+      d.resize(q - 2);
+    }
+  }
+  if (!d.empty()) {
     // Split where both parts read back as written (the reader trims them).
-    const std::string& d = p.description;
     const size_t comma = d.find(", ");
     const bool split = comma != std::string::npos && comma > 0 &&
                        !std::isspace(static_cast<unsigned char>(d[comma - 1])) && comma + 2 < d.size() &&
@@ -449,6 +463,7 @@ bool WritePopeyeProblem(const TProblem& p, std::string& out, std::string& error)
     s += "Author " + (split ? d.substr(0, comma) : d) + "\n";
     if (split) s += "Origin " + d.substr(comma + 2) + "\n";
   }
+  if (!title.empty()) s += "Title " + title + "\n";
   const uint8_t* board = p.position.initialBoard;
   s += "Pieces\n";
   for (uint8_t colour : {kWhite, kBlack}) {

@@ -47,10 +47,14 @@ struct TPopeyeReadResult {
 // become the description, joined with ", ".
 TPopeyeReadResult ReadPopeye(std::string_view text);
 
-// One problem in the input language, "BeginProblem" to "EndProblem". The
-// description's text up to its first ", " is written as the author, the rest
-// as the origin. False with a message when the problem has Black to move (a
-// Popeye "#n" has White to move).
+// The description of a problem whose author and source are unknown.
+inline constexpr const char* kUnattributedDescription = "Sample";
+
+// One problem in the input language, "BeginProblem" to "EndProblem". A last
+// part of the description in double quotes is written as the title; of the
+// rest, the text up to its first ", " as the author and what follows as the
+// origin. "Sample" (unattributed) is left out. False with a message when the
+// problem has Black to move (a Popeye "#n" has White to move).
 bool WritePopeyeProblem(const TProblem& p, std::string& out, std::string& error);
 
 }  // namespace ostravel

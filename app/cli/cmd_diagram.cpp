@@ -6,11 +6,6 @@
 #include "formats_io.h"
 #include "problems/diagram.h"
 
-#ifdef OSTRAVEL_HAVE_RSVG
-#include <cairo.h>
-#include <librsvg/rsvg.h>
-#endif
-
 namespace ostravel::cli {
 namespace {
 
@@ -30,44 +25,6 @@ void Help() {
       "Pieces are drawn with the chess glyphs of the DejaVu Sans font.\n"
       "Exit codes: 0 written, 1 bad input, 2 the output could not be written.\n");
 }
-
-#ifdef OSTRAVEL_HAVE_RSVG
-cairo_status_t AppendPng(void* closure, const unsigned char* data, unsigned int length) {
-  static_cast<std::string*>(closure)->append(reinterpret_cast<const char*>(data), length);
-  return CAIRO_STATUS_SUCCESS;
-}
-
-// Renders the SVG with librsvg on a cairo image surface; empty on failure
-// (the message in `error`).
-std::string SvgToPng(const std::string& svg, std::string& error) {
-  GError* gerr = nullptr;
-  RsvgHandle* handle =
-      rsvg_handle_new_from_data(reinterpret_cast<const guint8*>(svg.data()), svg.size(), &gerr);
-  if (!handle) {
-    error = gerr ? gerr->message : "the SVG cannot be read";
-    if (gerr) g_error_free(gerr);
-    return {};
-  }
-  gdouble w = 0, h = 0;
-  if (!rsvg_handle_get_intrinsic_size_in_pixels(handle, &w, &h)) w = h = 400;
-  cairo_surface_t* surface =
-      cairo_image_surface_create(CAIRO_FORMAT_ARGB32, static_cast<int>(w + 0.5), static_cast<int>(h + 0.5));
-  cairo_t* cr = cairo_create(surface);
-  const RsvgRectangle viewport{0, 0, w, h};
-  std::string png;
-  if (!rsvg_handle_render_document(handle, cr, &viewport, &gerr)) {
-    error = gerr ? gerr->message : "the SVG cannot be rendered";
-    if (gerr) g_error_free(gerr);
-  } else if (cairo_surface_write_to_png_stream(surface, AppendPng, &png) != CAIRO_STATUS_SUCCESS) {
-    error = "the PNG cannot be encoded";
-    png.clear();
-  }
-  cairo_destroy(cr);
-  cairo_surface_destroy(surface);
-  g_object_unref(handle);
-  return png;
-}
-#endif
 
 int RunDiagram(const std::vector<std::string>& args) {
   if (WantsHelp(args)) {
@@ -145,16 +102,14 @@ int RunDiagram(const std::vector<std::string>& args) {
   const std::string svg = DiagramSvg(p, opt);
   std::string data = svg;
   if (FormatOfPath(out) == TFormat::kUnknown && out.size() > 4 && out.substr(out.size() - 4) == ".png") {
-#ifdef OSTRAVEL_HAVE_RSVG
+    if (!DiagramPngAvailable())
+      return BadInput("diagram: this build has no PNG output (librsvg); write .svg");
     std::string error;
     data = SvgToPng(svg, error);
     if (data.empty()) {
       std::fprintf(stderr, "ostravel-cli: diagram: %s\n", error.c_str());
       return kExitFailure;
     }
-#else
-    return BadInput("diagram: this build has no PNG output (librsvg); write .svg");
-#endif
   }
   try {
     WriteOutput(out, data);

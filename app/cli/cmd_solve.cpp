@@ -35,7 +35,8 @@ void Help() {
       "Usage: ostravel-cli solve --fen \"<FEN>\" --mate <n> [options]\n"
       "       ostravel-cli solve <file.cp> [--problem K | --all] [--store] [options]\n"
       "       ostravel-cli solve --epd FILE [--json-lines] [options]   (see below)\n"
-      "A collection file \"-\" is read from standard input.\n\n"
+      "A problem file \"-\" is read from standard input: a collection, Popeye input,\n"
+      "EPD lines or FEN lines with \"#n\", told apart by their text.\n\n"
       "Finds every key of a directmate in n moves (shorter mates included), with the\n"
       "threat and the variations of each key. A collection's problems are solved\n"
       "with their own stipulations, sort indications and mode tags; a problem with\n"
@@ -329,8 +330,17 @@ void StoreSolution(TProblem& p, const TSolveResult& res) {
 int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const TTablebaseOptions& tb) {
   TCollectionReadResult coll;
   try {
-    // "-": a collection on standard input.
-    coll = o.file == "-" ? ReadCollection(ReadInput("-")) : LoadCollectionFile(o.file);
+    if (o.file != "-") {
+      coll = LoadCollectionFile(o.file);
+    } else if (const std::string text = ReadInput("-"); FormatOfText(text) == TFormat::kCp) {
+      coll = ReadCollection(text);
+    } else {
+      // Standard input has no extension: the text says which format it is.
+      TProblemsRead in = ReadProblems(text, FormatOfText(text));
+      coll.problems = std::move(in.problems);
+      for (const auto& e : in.errors) std::fprintf(stderr, "ostravel-cli: -: %s\n", e.c_str());
+      for (const auto& n : in.notes) std::fprintf(stderr, "note: -: %s\n", n.c_str());
+    }
   } catch (const CollectionFileError& e) {
     return BadInput("solve: " + o.file + ": " + e.what());
   }

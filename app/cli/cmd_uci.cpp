@@ -7,9 +7,10 @@
 //                    variation; "info string no mate in N" and "bestmove 0000"
 //                    when there is none.
 //   go movetime T    #1, #2, ... in turn until the shortest mate is found or T
-//   go depth D       milliseconds have passed (depth: up to #D); the keys of
-//   go wtime ...     the shortest mate are reported. wtime/btime give a
-//   go               twentieth of the side's time; plain "go" runs until a
+//   go depth D       milliseconds have passed (depth: D plies as UCI counts,
+//   go wtime ...     and a mate in N takes 2N-1, so up to #(D+1)/2); the keys
+//   go               of the shortest mate are reported. wtime/btime give a
+//                    twentieth of the side's time; plain "go" runs until a
 //                    mate is found or "stop".
 //   go infinite      as above, but the bestmove waits for "stop".
 // Without a mate the bestmove is the first legal move (a GUI needs a move),
@@ -29,8 +30,8 @@
 #include "command.h"
 #include "config/settings.h"
 #include "engine/engine.h"
+#include "engine/shortest_mate.h"
 #include "problems/epd.h"
-#include "registers/temporary_register.h"
 
 namespace ostravel::cli {
 namespace {
@@ -48,7 +49,8 @@ void Help() {
       "                  line per key, then \"bestmove\" with the first key; without a\n"
       "                  mate \"info string no mate in N\" and \"bestmove 0000\"\n"
       "  go movetime T   searches #1, #2, ... until the shortest mate is found or T ms\n"
-      "                  have passed (go depth D: up to #D; plain go: until found or stop)\n"
+      "                  have passed (plain go: until found or stop)\n"
+      "  go depth D      the same up to D plies: a mate in N takes 2N-1, so up to #(D+1)/2\n"
       "  go infinite     the same; the bestmove waits for \"stop\"\n"
       "Without a mate the bestmove is the first legal move (0000 when there is none).\n"
       "Positions with Black to move are solved for Black's mate.\n\n"
@@ -73,7 +75,7 @@ class TOut {
 
 struct TGoParams {
   int mate = 0;          // go mate N
-  int depth = 0;         // go depth D (moves)
+  int depth = 0;         // go depth D (plies)
   int64_t movetime = 0;  // ms; 0 none
   bool infinite = false;
 };
@@ -84,34 +86,6 @@ struct TOptions {
   int multiPv = 1;
   bool showCurrLine = false;
 };
-
-// Depth of a variation tree in White moves.
-int TreeDepth(const std::vector<TVariation>& vs) {
-  int best = 0;
-  for (const auto& v : vs) best = std::max(best, 1 + TreeDepth(v.next));
-  return best;
-}
-
-// The key and the longest resistance below it, in UCI.
-std::vector<TMove> PrincipalVariation(const TSolution& s) {
-  std::vector<TMove> pv{s.key};
-  const std::vector<TVariation>* level = &s.variations;
-  while (!level->empty()) {
-    const TVariation* best = &level->front();
-    int bestDepth = -1;
-    for (const auto& v : *level) {
-      const int d = TreeDepth(v.next);
-      if (d > bestDepth) {
-        bestDepth = d;
-        best = &v;
-      }
-    }
-    pv.push_back(best->black);
-    pv.push_back(best->white);
-    level = &best->next;
-  }
-  return pv;
-}
 
 class TUciSession {
  public:
@@ -283,7 +257,7 @@ class TUciSession {
       } else if (word == "mate" && next()) {
         g.mate = static_cast<int>(std::clamp<int64_t>(v, 1, kMaxStipulationMoves));
       } else if (word == "depth" && next()) {
-        g.depth = static_cast<int>(std::clamp<int64_t>(v, 1, kMaxIterMoves));
+        g.depth = static_cast<int>(std::clamp<int64_t>(v, 1, 2 * kMaxIterMoves - 1));
       } else if (word == "movetime" && next()) {
         g.movetime = std::max<int64_t>(1, v);
       } else if (word == "wtime" && next()) {
@@ -307,83 +281,15 @@ class TUciSession {
     worker_.join();
   }
 
-  struct TIteration {
-    TSolveResult result;
-    bool stopped = false;
-  };
-
-  // A register within the Hash option's budget, sized as a run of that many moves.
-  std::shared_ptr<TAggregatedTemporaryChessboardRegister> MakeRegister(int moves) const {
-    if (!job_.opt.hashMB) return MakeRunRegister(moves);
-    const uint32_t buckets =
-        ChooseRegisterBucketCount(static_cast<uint32_t>(2 * moves - 1), job_.opt.hashMB, false);
-    auto reg = std::make_shared<TAggregatedTemporaryChessboardRegister>(
-        buckets, TempRegElementLimit(job_.opt.hashMB, buckets));
-    reg->SetStoreShortResults(true);
-    return reg;
-  }
-
-  // One exact search for every key of "#moves" on the current position.
-  TIteration RunMate(int moves, std::chrono::steady_clock::time_point t0, int64_t movetime,
-                     uint64_t& nodesBefore,
-                     const std::shared_ptr<TAggregatedTemporaryChessboardRegister>& reg) {
-    TIteration it;
-    TSolveRequest r;
-    r.position = job_.white ? job_.task : MirrorColours(job_.task);
-    r.whiteToMove = true;
-    ApplySettings(r, Settings());
-    r.moves = moves;
-    r.mode = SolutionMode::kAll;
-    r.threads = static_cast<uint8_t>(job_.opt.threads);
-    r.computeVariations = true;
-    r.problemId = 1;
-    r.title = job_.fen;
-    r.reg = reg;
-    r.clearRegisterOnStart = false;  // the register is this search's own, shared by its iterations
-    if (!reg && job_.opt.hashMB) r.reg = MakeRegister(moves);
-    TEngine engine;
-    TEngineCallbacks cb;
-    cb.onThreadProposal = [](int, const std::string&) { return false; };
-    const std::string refusal = engine.Start(r, cb, TEngineTask::kMate);
-    if (!refusal.empty()) {
-      it.result.status = TRunStatus::kRefused;
-      it.result.message = refusal;
-      return it;
-    }
-    auto lastInfo = std::chrono::steady_clock::now();
-    while (!engine.WaitFor(std::chrono::milliseconds(20))) {
-      const auto now = std::chrono::steady_clock::now();
-      const int64_t ms = std::chrono::duration_cast<std::chrono::milliseconds>(now - t0).count();
-      if (stop_ || (movetime && ms >= movetime)) {
-        it.stopped = true;
-        engine.RequestStop();
-      }
-      if (now - lastInfo >= std::chrono::seconds(1)) {
-        lastInfo = now;
-        const TProgressSnapshot s = engine.Snapshot();
-        const uint64_t nodes = nodesBefore + s.nodes;
-        out_.Line("info depth " + std::to_string(2 * moves - 1) + " nodes " + std::to_string(nodes) +
-                  " nps " + std::to_string(ms ? nodes * 1000 / static_cast<uint64_t>(ms) : 0) + " time " +
-                  std::to_string(ms));
-        if (job_.opt.showCurrLine) CurrLine(s.currentLine, r);
-      }
-    }
-    engine.Wait();
-    it.result = engine.Result();
-    if (it.result.status == TRunStatus::kStopped) it.stopped = true;
-    nodesBefore += it.result.nodes;
-    return it;
-  }
-
   // "info currline": the first move of the line being searched ("1. Qd1-h5").
-  void CurrLine(const std::string& text, const TSolveRequest& r) {
+  void CurrLine(const std::string& text, const TTaskContext& searched) {
     std::string t = text;
     const size_t dot = t.find(". ");
     if (dot != std::string::npos) t = t.substr(dot + 2);
     TChessboard root;
     ClearBoard(root);
-    std::memcpy(root.board, r.position.initialBoard, 64);
-    root.context = &r.position;
+    std::memcpy(root.board, searched.initialBoard, 64);
+    root.context = &searched;
     root.previous = nullptr;
     SetRootPlies(root, 3);
     RecomputeDerived(root);
@@ -402,42 +308,52 @@ class TUciSession {
     if (!job_.valid) {
       out_.Line("info string no valid position: " + job_.error);
     } else {
-      const int from = g.mate ? g.mate : 1;
-      const int to = g.mate ? g.mate : (g.depth ? g.depth : kMaxIterMoves);
-      uint64_t nodes = 0;
-      std::vector<TSolution> keys;
-      int reached = 0;  // no mate in this many moves was proved
-      bool stopped = false, refused = false;
-      // The iterations share one register: what #k proved serves #k+1.
-      const auto reg = from == to ? nullptr : MakeRegister(8);
-      for (int k = from; k <= to && !stopped; ++k) {
-        if (stop_ || (g.movetime && elapsedMs() >= g.movetime)) {
-          stopped = true;
-          break;
+      TShortestMateOptions so;
+      so.fromMoves = g.mate ? g.mate : 1;
+      so.toMoves = g.mate ? g.mate : (g.depth ? (g.depth + 1) / 2 : kMaxIterMoves);
+      so.registerMB = job_.opt.hashMB;
+      so.stop = &stop_;
+      so.timeLimit = static_cast<double>(g.movetime) / 1000;
+      TSolveRequest r;
+      r.position = job_.white ? job_.task : MirrorColours(job_.task);
+      r.whiteToMove = true;
+      ApplySettings(r, Settings());
+      r.threads = static_cast<uint8_t>(job_.opt.threads);
+      r.computeVariations = true;  // for the principal variations
+      r.problemId = 1;
+      r.title = job_.fen;
+      int lastMoves = 0;
+      auto lastInfo = std::chrono::steady_clock::now();
+      so.onTick = [&](int moves, TEngine& engine, uint64_t nodesBefore) {
+        const auto now = std::chrono::steady_clock::now();
+        if (moves != lastMoves) {
+          lastMoves = moves;
+          lastInfo = now;
         }
-        const TIteration it = RunMate(k, t0, g.movetime, nodes, reg);
-        const TSolveResult& res = it.result;
-        if (res.status == TRunStatus::kRefused || res.status == TRunStatus::kFailed) {
-          out_.Line("info string " + res.message);
-          refused = true;
-          break;
-        }
-        stopped = it.stopped;
-        if (!res.solutions.empty()) {
-          keys = res.solutions;
-          break;
-        }
-        if (!stopped) reached = k;
-        if (!g.mate && !stopped) {
+        if (now - lastInfo < std::chrono::seconds(1)) return;
+        lastInfo = now;
+        const TProgressSnapshot s = engine.Snapshot();
+        const uint64_t nodes = nodesBefore + s.nodes;
+        const int64_t ms = elapsedMs();
+        out_.Line("info depth " + std::to_string(2 * moves - 1) + " nodes " + std::to_string(nodes) +
+                  " nps " + std::to_string(ms ? nodes * 1000 / static_cast<uint64_t>(ms) : 0) + " time " +
+                  std::to_string(ms));
+        if (job_.opt.showCurrLine) CurrLine(s.currentLine, r.position);
+      };
+      if (!g.mate)
+        so.onNoMate = [&](int moves, uint64_t nodes) {
           const int64_t ms = elapsedMs();
-          out_.Line("info depth " + std::to_string(2 * k - 1) + " nodes " + std::to_string(nodes) + " nps " +
-                    std::to_string(ms ? nodes * 1000 / static_cast<uint64_t>(ms) : 0) + " time " +
-                    std::to_string(ms) + " string no mate in " + std::to_string(k));
-        }
-      }
+          out_.Line("info depth " + std::to_string(2 * moves - 1) + " nodes " + std::to_string(nodes) +
+                    " nps " + std::to_string(ms ? nodes * 1000 / static_cast<uint64_t>(ms) : 0) + " time " +
+                    std::to_string(ms) + " string no mate in " + std::to_string(moves));
+        };
+      const TShortestMateResult found = FindShortestMate(r, so);
+      if (!found.error.empty()) out_.Line("info string " + found.error);
+      const std::vector<TSolution>& keys = found.keys;
+      const uint64_t nodes = found.nodes;
+      const bool stopped = found.stopped, refused = !found.error.empty();
+      const int reached = found.noMateIn;
       const int64_t ms = elapsedMs();
-      std::stable_sort(keys.begin(), keys.end(),
-                       [](const TSolution& a, const TSolution& b) { return a.mateIn < b.mateIn; });
       for (size_t i = 0; i < keys.size(); ++i) {
         std::string pv;
         for (const TMove& m : PrincipalVariation(keys[i])) {

@@ -7,11 +7,10 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "chess/fen.h"
-#include "chess/notation.h"
 #include "command.h"
 #include "config/settings.h"
 #include "engine/engine.h"
+#include "engine/epd_check.h"
 #include "formats_io.h"
 #include "interrupt.h"
 #include "problems/epd.h"
@@ -29,27 +28,6 @@ struct TBatchOptions {
   int defaultMoves = 0;
   double timeLimit = 0;
 };
-
-// What one position came to.
-enum class TOutcome { kSolved, kShorter, kWrongBm, kNoMate, kError, kStopped };
-
-const char* OutcomeName(TOutcome o) {
-  switch (o) {
-    case TOutcome::kSolved:
-      return "solved";
-    case TOutcome::kShorter:
-      return "shorter";
-    case TOutcome::kWrongBm:
-      return "wrong_bm";
-    case TOutcome::kNoMate:
-      return "no_mate";
-    case TOutcome::kError:
-      return "error";
-    case TOutcome::kStopped:
-      return "stopped";
-  }
-  return "error";
-}
 
 std::string ParseBatchArgs(const std::vector<std::string>& args, TBatchOptions& o) {
   for (size_t i = 0; i < args.size(); ++i) {
@@ -89,16 +67,6 @@ std::string ParseBatchArgs(const std::vector<std::string>& args, TBatchOptions& 
   return {};
 }
 
-// The validation message of a position, empty when it is valid.
-std::string ValidationError(TChessboard& b) {
-  try {
-    ValidateAndRecount(b);
-  } catch (const ChessException& e) {
-    return e.what();
-  }
-  return {};
-}
-
 }  // namespace
 
 bool IsEpdBatch(const std::vector<std::string>& args) {
@@ -132,7 +100,7 @@ int RunEpdBatch(const std::vector<std::string>& args) {
   for (const std::string& w : LoadSettings()) std::fprintf(stderr, "Warning: %s\n", w.c_str());
   const TEpdReadResult epd = ReadEpd(text);
 
-  int counts[6] = {};
+  int counts[6] = {};  // by TEpdOutcome
   int broken = static_cast<int>(epd.errors.size());
   for (const auto& e : epd.errors) {
     if (o.jsonLines) {
@@ -147,128 +115,72 @@ int RunEpdBatch(const std::vector<std::string>& args) {
   InterruptGuard guard(&interrupt);
   const auto t0 = std::chrono::steady_clock::now();
   bool stopped = false;
+  TEpdCheckOptions co;
+  co.settings = &Settings();
+  co.threads = o.threads;
+  co.defaultMoves = o.defaultMoves;
+  // The command line's own run: progress on a terminal, Ctrl-C and Ctrl-Z.
+  TCliRunOptions ro;
+  ro.messages = false;
+  ro.progress = !o.quiet && !o.jsonLines && isatty(STDERR_FILENO);
+  ro.interrupt = &interrupt;
+  ro.timeLimit = o.timeLimit;
+  const TEpdRunner run = [&ro](const TSolveRequest& r) {
+    TCliRunOutcome c = RunOnEngine(r, TEngineTask::kMate, ro);
+    TRunOutcome out;
+    out.refusal = std::move(c.refusal);
+    out.result = std::move(c.result);
+    out.endText = std::move(c.endText);
+    out.stoppedByFlag = c.interrupted;
+    out.timedOut = c.timedOut;
+    return out;
+  };
   for (const TEpdRecord& rec : epd.records) {
     if (stopped) break;
     nlohmann::json j;
     j["line"] = rec.line;
     if (!rec.id.empty()) j["id"] = rec.id;
     j["fen"] = rec.fen;
-    const int dm = rec.dm ? rec.dm : o.defaultMoves;
-    j["dm"] = dm;
-    TOutcome outcome = TOutcome::kError;
-    std::string message;
-    std::vector<std::string> keysSan, keysUci, bmUci;
-    int mateIn = 0;
-    double seconds = 0;
-    uint64_t nodes = 0;
-    // The root as the EPD gives it, for the move texts.
-    TChessboard root;
-    TTaskContext rootCtx;
-    TSolveRequest r;
-    if (!dm) {
-      message = "no dm opcode (give --mate N for such lines)";
-    } else if (!FenToBoard(rec.fen, root, rootCtx) || !r.SetFen(rec.fen)) {
-      message = "invalid position";
-    } else if (message = ValidationError(root); message.empty()) {
-      const bool mirrored = !r.whiteToMove;
-      // "Black mates" is White's mate with colours exchanged.
-      if (mirrored) {
-        r.position = MirrorColours(r.position);
-        r.whiteToMove = true;
-      }
-      ApplySettings(r, Settings());
-      r.moves = dm;
-      r.mode = SolutionMode::kAll;
-      r.threads = static_cast<uint8_t>(o.threads);
-      r.computeVariations = false;
-      r.problemId = static_cast<uint32_t>(rec.line);
-      r.title = rec.id.empty() ? rec.fen : rec.id;
-      std::vector<TMove> bm;
-      for (const auto& t : rec.bm) {
-        TMove m;
-        if (!ParseAnyMove(root, t, m)) {
-          message = "bm " + t + " is no legal move of the position";
-          break;
-        }
-        bm.push_back(m);
-        bmUci.push_back(MoveToUci(m));
-      }
-      if (message.empty()) {
-        TCliRunOptions ro;
-        ro.messages = false;
-        ro.progress = !o.quiet && !o.jsonLines && isatty(STDERR_FILENO);
-        ro.interrupt = &interrupt;
-        ro.timeLimit = o.timeLimit;
-        const TCliRunOutcome out = RunOnEngine(r, TEngineTask::kMate, ro);
-        const TSolveResult& res = out.result;
-        seconds = res.seconds;
-        nodes = res.nodes;
-        std::vector<TMove> keys;
-        for (const auto& s : res.solutions) {
-          const TMove k = mirrored ? MirrorMove(s.key) : s.key;
-          keys.push_back(k);
-          keysSan.push_back(MoveToSan(root, k));
-          keysUci.push_back(MoveToUci(k));
-          if (s.mateIn && (!mateIn || s.mateIn < mateIn)) mateIn = s.mateIn;
-        }
-        const bool bmOk = std::all_of(bm.begin(), bm.end(), [&](const TMove& b) {
-          return std::any_of(keys.begin(), keys.end(), [&](const TMove& k) { return k.SameAs(b); });
-        });
-        if (!out.refusal.empty()) {
-          message = out.refusal;
-        } else if (res.status == TRunStatus::kRefused || res.status == TRunStatus::kFailed) {
-          message = res.message;
-        } else if (res.status == TRunStatus::kStopped) {
-          outcome = TOutcome::kStopped;
-          message = out.interrupted ? "stopped by user" : "time limit reached";
-          stopped = out.interrupted;
-        } else if (keys.empty()) {
-          outcome = TOutcome::kNoMate;
-        } else if (!bmOk) {
-          outcome = TOutcome::kWrongBm;
-        } else if (mateIn && mateIn < dm) {
-          outcome = TOutcome::kShorter;
-        } else {
-          outcome = TOutcome::kSolved;
-        }
-      }
-    }
-    if (outcome == TOutcome::kError) ++broken;
-    ++counts[static_cast<int>(outcome)];
-    j["status"] = OutcomeName(outcome);
-    if (!message.empty()) j["message"] = message;
-    j["keys"] = keysUci;
-    j["keys_san"] = keysSan;
-    j["mate_in"] = mateIn;
-    if (!rec.bm.empty()) j["bm"] = bmUci;
-    j["seconds"] = seconds;
-    j["nodes"] = nodes;
+    TEpdCheck c = CheckEpdRecord(rec, co, run);
+    if (!c.dm) c.message += " (give --mate N for such lines)";
+    stopped = c.stoppedByFlag;
+    j["dm"] = c.dm;
+    if (c.outcome == TEpdOutcome::kError) ++broken;
+    ++counts[static_cast<int>(c.outcome)];
+    j["status"] = EpdOutcomeName(c.outcome);
+    if (!c.message.empty()) j["message"] = c.message;
+    j["keys"] = c.keysUci;
+    j["keys_san"] = c.keysSan;
+    j["mate_in"] = c.mateIn;
+    if (!rec.bm.empty()) j["bm"] = c.bmUci;
+    j["seconds"] = c.seconds;
+    j["nodes"] = c.nodes;
     if (o.jsonLines) {
       PrintJson(j.dump());
     } else {
       std::string keys;
-      for (const auto& k : keysSan) keys += (keys.empty() ? "" : " ") + k;
-      std::printf("line %d: %s dm %d: %s", rec.line, rec.id.empty() ? rec.fen.c_str() : rec.id.c_str(), dm,
-                  OutcomeName(outcome));
+      for (const auto& k : c.keysSan) keys += (keys.empty() ? "" : " ") + k;
+      std::printf("line %d: %s dm %d: %s", rec.line, rec.id.empty() ? rec.fen.c_str() : rec.id.c_str(), c.dm,
+                  EpdOutcomeName(c.outcome));
       if (!keys.empty()) std::printf(", keys %s", keys.c_str());
-      if (mateIn) std::printf(" (mate in %d)", mateIn);
-      if (outcome == TOutcome::kWrongBm) {
+      if (c.mateIn) std::printf(" (mate in %d)", c.mateIn);
+      if (c.outcome == TEpdOutcome::kWrongBm) {
         std::string b;
         for (const auto& t : rec.bm) b += (b.empty() ? "" : " ") + t;
         std::printf(", bm %s", b.c_str());
       }
-      if (!message.empty()) std::printf(": %s", message.c_str());
-      std::printf(", %.2f s\n", seconds);
+      if (!c.message.empty()) std::printf(": %s", c.message.c_str());
+      std::printf(", %.2f s\n", c.seconds);
     }
     std::fflush(stdout);
   }
   const double total = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
   const int positions = static_cast<int>(epd.records.size() + epd.errors.size());
-  const int solved = counts[static_cast<int>(TOutcome::kSolved)];
-  const int shorter = counts[static_cast<int>(TOutcome::kShorter)];
-  const int wrongBm = counts[static_cast<int>(TOutcome::kWrongBm)];
-  const int noMate = counts[static_cast<int>(TOutcome::kNoMate)];
-  const int halted = counts[static_cast<int>(TOutcome::kStopped)];
+  const int solved = counts[static_cast<int>(TEpdOutcome::kSolved)];
+  const int shorter = counts[static_cast<int>(TEpdOutcome::kShorter)];
+  const int wrongBm = counts[static_cast<int>(TEpdOutcome::kWrongBm)];
+  const int noMate = counts[static_cast<int>(TEpdOutcome::kNoMate)];
+  const int halted = counts[static_cast<int>(TEpdOutcome::kStopped)];
   if (o.jsonLines) {
     nlohmann::json s{{"positions", positions}, {"solved", solved},  {"shorter", shorter},
                      {"wrong_bm", wrongBm},    {"no_mate", noMate}, {"errors", broken},

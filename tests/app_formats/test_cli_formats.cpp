@@ -303,6 +303,25 @@ TEST_F(CliFormats, UciInfiniteWaitsForStopAndMovetimeEnds) {
   EXPECT_EQ(c.Wait(), 0);
 }
 
+TEST_F(CliFormats, UciDepthCountsPlies) {
+  TChild c({"uci"});
+  c.Send("position fen 8/3Q4/5k2/8/8/4B1P1/8/K2B4 w - - 0 1");
+  // Two plies hold a mate in one only: this mate in two is beyond them.
+  c.Send("go depth 2");
+  std::vector<std::string> lines = c.ReadUntil("bestmove", 10s);
+  EXPECT_EQ(lines.size(), 3u);
+  EXPECT_NE(lines.front().find("info depth 1 "), std::string::npos) << lines.front();
+  EXPECT_EQ(lines[lines.size() - 2], "info string no mate in 1");
+  EXPECT_NE(lines.back(), "bestmove 0000");  // a legal move all the same
+  c.Send("go depth 3");
+  lines = c.ReadUntil("bestmove", 10s);
+  EXPECT_NE(lines[lines.size() - 2].find("info depth 3 multipv 2 score mate 2 "), std::string::npos)
+      << lines[lines.size() - 2];
+  EXPECT_TRUE(StartsWith(lines.back(), "bestmove d1"));
+  c.Send("quit");
+  EXPECT_EQ(c.Wait(), 0);
+}
+
 // ---------------------------------------------------------------- EPD batches
 
 TEST_F(CliFormats, EpdBatchReportsEachLineAndSums) {
@@ -393,6 +412,40 @@ TEST_F(CliFormats, SampleCollectionThroughEveryFormatAndTheSolverOnStdin) {
   ASSERT_EQ(solved.code, 0) << solved.out;
   const auto j = nlohmann::json::parse(solved.out);
   EXPECT_EQ(j["problems"][0]["solutions"].size(), 2u);
+}
+
+TEST_F(CliFormats, OutputIsWrittenSafelyThroughALink) {
+  const std::string sample = test::SourcePath("data/sample_problems.cp");
+  const fs::path dir = test::MakeTempDir();
+  std::ofstream(dir / "real.fen") << "old\n";
+  fs::create_symlink("real.fen", dir / "link.fen");
+  ASSERT_EQ(RunCli({"convert", sample, (dir / "link.fen").string()}).code, 0);
+  EXPECT_TRUE(fs::is_symlink(dir / "link.fen"));
+  EXPECT_EQ(ReadText(dir / "real.fen").substr(0, 10), "B7/8/6R1/4");
+  // A folder that does not exist: the reason is named, nothing is left behind.
+  const TRun r = RunCli({"convert", sample, (dir / "none" / "x.fen").string()});
+  EXPECT_EQ(r.code, 2);
+  EXPECT_NE(r.err.find("x.fen: No such file or directory"), std::string::npos) << r.err;
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 2);
+}
+
+TEST_F(CliFormats, SolveReadsEveryFormatFromStdin) {
+  const std::string inputs[] = {
+      "BeginProblem\nPieces White Ka1 Qd7 Bd1 Be3 Pg3 Black Kf6\nStipulation #2\nEndProblem\n",
+      "8/3Q4/5k2/8/8/4B1P1/8/K2B4 w - - dm 2; id \"two keys\";\n",
+      "8/3Q4/5k2/8/8/4B1P1/8/K2B4 w - - 0 1 #2\n",
+  };
+  for (const std::string& in : inputs) {
+    const TRun r = RunCli({"solve", "-", "--json", "--quiet"}, in);
+    ASSERT_EQ(r.code, 0) << in << r.err;
+    const auto j = nlohmann::json::parse(r.out);
+    EXPECT_EQ(j["problems"][0]["solutions"].size(), 2u) << in;
+  }
+  // A broken line is reported, the rest solved.
+  const TRun r = RunCli({"solve", "-", "--all", "--quiet"},
+                        "8/3Q4/5k2/8/8/4B1P1/8/K2B4 w - - 0 1\n6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1 #1\n");
+  EXPECT_NE(r.err.find("ostravel-cli: -: line 1: "), std::string::npos) << r.err;
+  EXPECT_NE(r.out.find("Ra1-a8"), std::string::npos) << r.out;
 }
 
 TEST_F(CliFormats, DiagramAsSvgAndPng) {

@@ -277,6 +277,36 @@ TEST(Popeye, CastlingRightsAndEnPassantAreWrittenAsOptions) {
   EXPECT_FALSE(WritePopeyeProblem(p, text, error));
 }
 
+TEST(Popeye, DescriptionIsWrittenAsAuthorOriginAndTitle) {
+  TProblem p;
+  ASSERT_TRUE(p.SetFen("8/3Q4/5k2/8/8/4B1P1/8/K2B4 w - - 0 1"));
+  // Description, the lines written, and what reads back.
+  const struct {
+    const char* description;
+    const char* lines;
+    const char* back;
+  } cases[] = {
+      {"Sample", "BeginProblem\nPieces\n", ""},  // unattributed: no author
+      {"Sam Loyd, \"Excelsior\"", "Author Sam Loyd\nTitle \"Excelsior\"\nPieces", nullptr},
+      {"Sam Loyd, London Era, 1861, \"Excelsior\"",
+       "Author Sam Loyd\nOrigin London Era, 1861\nTitle \"Excelsior\"\n", nullptr},
+      {"\"Excelsior\"", "BeginProblem\nTitle \"Excelsior\"\nPieces", nullptr},
+      // Quotes inside the text, or not after ", ", make no title.
+      {"A \"quoted\" word", "Author A \"quoted\" word\n", nullptr},
+      {"Loyd,\"X\"", "Author Loyd,\"X\"\n", nullptr},
+      {"Loyd ,  \"X\"", "Author Loyd ,  \"X\"\n", "Loyd ,  \"X\""},
+  };
+  for (const auto& c : cases) {
+    p.description = c.description;
+    std::string text, error;
+    ASSERT_TRUE(WritePopeyeProblem(p, text, error));
+    EXPECT_NE(text.find(c.lines), std::string::npos) << text;
+    const TPopeyeReadResult r = ReadPopeye(text);
+    ASSERT_EQ(r.problems.size(), 1u) << text;
+    EXPECT_EQ(r.problems[0].description, c.back ? c.back : c.description) << text;
+  }
+}
+
 // ---------------------------------------------------------------- round trips
 
 TEST(FormatRoundTrip, EveryProblemOfTheSampleCollection) {
@@ -288,7 +318,8 @@ TEST(FormatRoundTrip, EveryProblemOfTheSampleCollection) {
     const TPopeyeReadResult pop = ReadPopeye(text);
     ASSERT_EQ(pop.problems.size(), 1u) << text;
     ExpectSamePosition(p, pop.problems[0], what);
-    EXPECT_EQ(pop.problems[0].description, p.description) << text;
+    EXPECT_EQ(pop.problems[0].description, p.description == kUnattributedDescription ? "" : p.description)
+        << text;
     // EPD: position, stipulation, description, keys.
     TEpdRecord rec;
     ASSERT_TRUE(ProblemToEpd(p, rec, error)) << what << error;
@@ -384,6 +415,36 @@ TEST(Diagram, CaptionIsEscapedAndWrapped) {
   TDiagramOptions bare;
   bare.showDescription = bare.showStipulation = false;
   EXPECT_TRUE(ParseSvg(DiagramSvg(p, bare)).texts.empty());
+}
+
+TEST(Diagram, PngIsRenderedAtTheSvgsSize) {
+  std::string error;
+  if (!DiagramPngAvailable()) {
+    EXPECT_TRUE(SvgToPng(DiagramSvg(SampleProblems().front()), error).empty());
+    EXPECT_FALSE(error.empty());
+    GTEST_SKIP() << "built without PNG output";
+  }
+  EXPECT_TRUE(SvgToPng("<svg", error).empty());
+  EXPECT_FALSE(error.empty());
+#ifdef OSTRAVEL_SANITIZED
+  GTEST_SKIP() << "fontconfig keeps its caches for the life of the process";
+#endif
+  TDiagramOptions opt;
+  opt.squareSize = 20;
+  const std::string svg = DiagramSvg(SampleProblems().front(), opt);
+  error.clear();
+  const std::string png = SvgToPng(svg, error);
+  ASSERT_GT(png.size(), 24u) << error;
+  EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1a\n");
+  // The header's width, big-endian after "IHDR", is the SVG's.
+  const auto be32 = [&](size_t at) {
+    uint32_t v = 0;
+    for (size_t i = at; i < at + 4; ++i) v = v << 8 | static_cast<unsigned char>(png[i]);
+    return v;
+  };
+  const size_t w = svg.find("width=\"");
+  ASSERT_NE(w, std::string::npos);
+  EXPECT_EQ(be32(16), static_cast<uint32_t>(std::stoul(svg.substr(w + 7))));
 }
 
 }  // namespace
