@@ -126,18 +126,27 @@ std::vector<TMove> SortIndicationMoves(const TProblem& p, std::string* error) {
   std::vector<TMove> result;
   if (!p.whiteToMove) return result;
   const std::string& s = p.sortIndications;
+  TTaskContext ctx;
+  TChessboard root;
+  try {
+    p.MakeRoot(root, ctx, false);
+  } catch (const ChessException& e) {
+    SetError(error, e.what());
+    return result;
+  }
+  // The user typed them: the move-input reader's rules and messages apply.
   size_t i = 0;
   while (i < s.size()) {
     while (i < s.size() && (s[i] == ' ' || s[i] == '\t' || s[i] == ',')) ++i;
     const size_t start = i;
     while (i < s.size() && s[i] != ' ' && s[i] != '\t' && s[i] != ',') ++i;
     if (i == start) break;
-    std::vector<TMove> moves;
-    std::string msg;
-    if (ParseVariantLine(p, {s.substr(start, i - start)}, moves, &msg))
-      AddUnique(result, moves.front());
-    else
-      SetError(error, msg);
+    const std::string text = s.substr(start, i - start);
+    try {
+      AddUnique(result, ReadUserMove(root, text));
+    } catch (const ChessException& e) {
+      SetError(error, text + ": " + e.what());
+    }
   }
   return result;
 }

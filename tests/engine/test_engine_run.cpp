@@ -578,6 +578,21 @@ TEST(Requests, SortIndicationsOrderTheFirstPly) {
   EXPECT_EQ(cap.result.solutions[0].keyText, "Rf7-g7");
 }
 
+TEST(Requests, AMistypedSortIndicationIsNamed) {
+  TProblem p;
+  TSolveRequest base = Request(kFourKeys, 2);
+  p.position = base.position;
+  p.whiteToMove = true;
+  p.moves = 2;
+  p.sortIndications = "Rf7-g7 Ng4";
+  TSolveRequest r = RequestFromProblem(p, TSettings{}, 7002);
+  r.computeVariations = false;
+  TCapture cap;
+  Solve(r, cap);
+  EXPECT_TRUE(cap.Said("Sort indications: Ng4: Short notation not supported."));
+  EXPECT_EQ(Keys(cap.result).size(), 4u);
+}
+
 TEST(Requests, PolishEndTexts) {
   TCapture cap;
   TSolveRequest r = Request(kNoSolution, 2);

@@ -110,7 +110,20 @@ TEST(Problem, SortIndicationMoves) {
   std::string error;
   EXPECT_EQ(Texts(p, SortIndicationMoves(p, &error)),
             (std::vector<std::string>{"Rf2-f1", "Qe2-e4", "0-0-0"}));
-  EXPECT_EQ(error, "Improper move description: bogus");
+  EXPECT_EQ(error, "bogus: Improper move description");
+  // Typed by the user: the move-input reader's messages, the first one kept.
+  const struct {
+    const char* text;
+    const char* error;
+  } cases[] = {{"Qe4", "Qe4: Short notation not supported."},
+               {"Qe2-d4", "Qe2-d4: Illegal move"},
+               {"Rf2-f1 Rf2:g2 Qe2-d4 Qe4", "Qe2-d4: Illegal move"}};
+  for (const auto& c : cases) {
+    p.sortIndications = c.text;
+    error.clear();
+    SortIndicationMoves(p, &error);
+    EXPECT_EQ(error, c.error) << c.text;
+  }
 }
 
 }  // namespace
