@@ -81,6 +81,15 @@ std::vector<TMove> UnpackMoves(const QByteArray& a) {
 
 const char* const kLanguageCodes[3] = {"pl", "en", "uk"};
 
+// An e.p. square stays only behind the pawn that has just made its double
+// step, with the squares it crossed still empty.
+bool EpSquareStands(const uint8_t board[64], int ep) {
+  if (ep < 0) return true;
+  if (RankOf(ep) == 5) return board[ep - 8] == BP && board[ep] == 0 && board[ep + 8] == 0;
+  if (RankOf(ep) == 2) return board[ep + 8] == WP && board[ep] == 0 && board[ep - 8] == 0;
+  return false;
+}
+
 // The sample collection shipped with the program: the data folder's copy,
 // made from the installed or the source tree's file when missing.
 QString SampleCollectionPath() {
@@ -989,9 +998,11 @@ void TMainWindow::OnBoardEdited() {
   std::copy(board_->Squares().begin(), board_->Squares().end(), std::begin(p.position.initialBoard));
   // Rights the new board no longer allows go; an e.p. square without its pawn too.
   p.position.rootCastling &= CastlingRightsOfBoard(p.position.initialBoard);
+  if (!EpSquareStands(p.position.initialBoard, p.position.rootEpSquare)) p.position.rootEpSquare = -1;
   loading_ = true;
   const uint8_t bits[4] = {kCastleWK, kCastleWQ, kCastleBK, kCastleBQ};
   for (int i = 0; i < 4; ++i) castle_[i]->setChecked(p.position.rootCastling & bits[i]);
+  epBox_->setCurrentIndex(std::max(0, epBox_->findData(p.position.rootEpSquare)));
   loading_ = false;
   fenEdit_->setText(CurrentFen());
   RefreshRow(current_);

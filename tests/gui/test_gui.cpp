@@ -153,6 +153,33 @@ class TGuiTest : public QObject {
     QCOMPARE(w.LastMessage(), QStringLiteral("Illegal number of kings."));
   }
 
+  void epSquareGoesWithItsPawn() {
+    TMainWindow w;
+    w.SetQuiet(true);
+    w.NewCollection();
+    TBoardWidget* b = w.Board();
+    auto* ep = w.findChild<QComboBox*>("epSquare");
+    const int d5 = SquareOf(3, 4), d6 = SquareOf(3, 5), e4 = SquareOf(4, 3), e3 = SquareOf(4, 2);
+    QVERIFY(w.SetFen("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1"));
+    QCOMPARE(ep->currentData().toInt(), d6);
+    // Other edits leave it.
+    b->MovePiece(kE1, SquareOf(3, 0));
+    QCOMPARE(w.CurrentFen(), QStringLiteral("4k3/8/8/3pP3/8/8/8/3K4 w - D6 0 1"));
+    // The pawn moved on: no e.p. capture, in the record and in the box.
+    b->MovePiece(d5, SquareOf(3, 3));
+    QCOMPARE(w.CurrentFen(), QStringLiteral("4k3/8/8/4P3/3p4/8/8/3K4 w - - 0 1"));
+    QCOMPARE(ep->currentData().toInt(), -1);
+    QCOMPARE(w.Problems()[0].position.rootEpSquare, int8_t(-1));
+    // The pawn removed; and a piece on the square it crossed.
+    QVERIFY(w.SetFen("4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1"));
+    QCOMPARE(ep->currentData().toInt(), e3);
+    b->RemovePiece(e4);
+    QVERIFY(w.CurrentFen().endsWith(" b - - 0 1"));
+    QVERIFY(w.SetFen("4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1"));
+    b->PlacePiece(WN, e3);
+    QCOMPARE(ep->currentData().toInt(), -1);
+  }
+
   void opensTheSampleAndSolvesATwoMover() {
     TMainWindow w;
     w.SetQuiet(true);
