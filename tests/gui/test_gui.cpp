@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QMouseEvent>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QTemporaryDir>
@@ -71,6 +72,31 @@ bool Eventually(F f) {
     QCoreApplication::processEvents();
   }
   return false;
+}
+
+// A board whose drags end at once with a given result, as if the user had let
+// the piece go over a target that took it, or over nothing.
+class TDropBoard : public TBoardWidget {
+ public:
+  Qt::DropAction result = Qt::IgnoreAction;
+  int drags = 0;
+
+ protected:
+  Qt::DropAction RunDrag(uint8_t, int) override {
+    ++drags;
+    return result;
+  }
+};
+
+// Presses the left button on a square and moves the mouse far enough to drag.
+void DragFrom(TBoardWidget& b, int sq) {
+  const QPointF at = b.SquareRect(sq).center();
+  QMouseEvent press(QEvent::MouseButtonPress, at, b.mapToGlobal(at), Qt::LeftButton, Qt::LeftButton,
+                    Qt::NoModifier);
+  QCoreApplication::sendEvent(&b, &press);
+  const QPointF to = at + QPointF(12, 12);
+  QMouseEvent move(QEvent::MouseMove, to, b.mapToGlobal(to), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(&b, &move);
 }
 
 }  // namespace
@@ -178,6 +204,29 @@ class TGuiTest : public QObject {
     QVERIFY(w.SetFen("4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1"));
     b->PlacePiece(WN, e3);
     QCOMPARE(ep->currentData().toInt(), -1);
+  }
+
+  void aPieceDroppedBesideTheBoardLeavesIt() {
+    TDropBoard b;
+    b.resize(320, 320);
+    b.PlacePiece(WQ, kE1);
+    b.PlacePiece(WR, kH1);
+    // Taken by a target (a square, the palette): the target did the edit.
+    b.result = Qt::MoveAction;
+    DragFrom(b, kE1);
+    QCOMPARE(b.drags, 1);
+    QCOMPARE(b.PieceAt(kE1), WQ);
+    // Dropped where nothing takes it: removed.
+    b.result = Qt::IgnoreAction;
+    DragFrom(b, kE1);
+    QCOMPARE(b.drags, 2);
+    QCOMPARE(b.PieceAt(kE1), uint8_t(0));
+    QCOMPARE(b.PieceAt(kH1), WR);
+    // A board showing a solution's position is not edited.
+    b.SetEditable(false);
+    DragFrom(b, kH1);
+    QCOMPARE(b.drags, 2);
+    QCOMPARE(b.PieceAt(kH1), WR);
   }
 
   void opensTheSampleAndSolvesATwoMover() {
