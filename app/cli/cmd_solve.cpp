@@ -296,15 +296,9 @@ int SolveFen(const TSolveOptions& o, const TRegisterOptions& files, const TTable
 
 // The solution found, as the variant the collection keeps: one line per key.
 void StoreSolution(TProblem& p, const TSolveResult& res) {
-  TVariant v;
-  v.name = p.variants.empty() ? "Main" : "Ostravel";
-  for (const auto& s : res.solutions) v.lines.push_back({s.keyText});
-  for (auto& old : p.variants)
-    if (old.name == v.name) {
-      old = v;
-      return;
-    }
-  p.variants.push_back(v);
+  std::vector<std::string> keys;
+  for (const auto& s : res.solutions) keys.push_back(s.keyText);
+  p.StoreFoundKeys(keys);
 }
 
 int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const TTablebaseOptions& tb) {

@@ -97,13 +97,6 @@ std::string SolutionsText(const std::vector<TSolution>& solutions, int stipulati
   return out;
 }
 
-TVariant KeysVariant(const std::vector<TSolution>& solutions) {
-  TVariant v;
-  v.name = "Main";
-  for (const auto& s : solutions) v.lines.push_back({s.keyText});
-  return v;
-}
-
 std::shared_ptr<TAggregatedTemporaryChessboardRegister> ReadRegister(const std::filesystem::path& path,
                                                                      std::string* report) {
   std::error_code ec;

@@ -29,10 +29,6 @@ TGuiMode ModeOfRequest(const TSolveRequest& r);
 // (a key mating in fewer than n moves) marked. Fixed words in the language.
 std::string SolutionsText(const std::vector<TSolution>& solutions, int stipulation, int languageId);
 
-// "Rg6-e6; Bd1-b3": a variant holding one line per key, the form the
-// collection keeps found solutions in ("none" when there is no key).
-TVariant KeysVariant(const std::vector<TSolution>& solutions);
-
 // The register a run of a problem works on: the user's loaded one when
 // given, else a fresh one filled from the problem's pinned file. `report`
 // receives the load report of a pinned file (or its error).

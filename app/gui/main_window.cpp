@@ -1379,11 +1379,9 @@ bool TMainWindow::StoreSolution() {
       !quiet_)
     return false;
   TProblem& p = problems_[static_cast<size_t>(current_)];
-  TVariant v = KeysVariant(s->Solutions());
-  if (!p.variants.empty() && p.variants.front().name == v.name)
-    p.variants.front() = v;
-  else
-    p.variants.insert(p.variants.begin(), v);
+  std::vector<std::string> keys;
+  for (const TSolution& sol : s->Solutions()) keys.push_back(sol.keyText);
+  p.StoreFoundKeys(keys);
   RefreshRow(current_);
   MarkModified();
   return true;

@@ -96,7 +96,8 @@ class TMainWindow : public QMainWindow {
   // The root's legal moves (UCI), the choice of "Skip to...".
   QStringList RootMoves() const;
   bool SkipTo(const QString& uciMove);
-  // Stores the keys of the current problem's last run as its main variant.
+  // Stores the keys of the current problem's last run as a variant, as the
+  // command line's --store does (TProblem::StoreFoundKeys).
   bool StoreSolution();
 
   // Registers: a file read for the next analysis; the register at hand (the

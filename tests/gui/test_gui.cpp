@@ -473,6 +473,10 @@ class TGuiTest : public QObject {
       QTRY_VERIFY_WITH_TIMEOUT(w.CurrentSession()->Ended(), 20000);
       QVERIFY(w.StoreSolution());
       QVERIFY(w.Modified());
+      // Once there is a main variant, the keys go beside it, never over it.
+      QVERIFY(w.StoreSolution());
+      QCOMPARE(w.Problems()[0].variants.size(), size_t(2));
+      QCOMPARE(w.Problems()[0].variants[1].name, std::string("Ostravel"));
       QVERIFY(w.SaveCollection(path));
       // A second save keeps the previous file as ".BAK".
       QVERIFY(w.SaveCollection(path));
