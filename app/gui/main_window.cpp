@@ -710,8 +710,10 @@ void TMainWindow::UpdateActions() {
   Action("pause")->setEnabled(running);
   Action("pause")->setChecked(running && s->Paused());
   Action("stop")->setEnabled(running);
+  // Skipping moves can lose solutions: offered only when the setting allows it.
+  const bool manual = running && Settings().EnableManualEngineControl != 0;
   for (const char* n : {"pauseThread", "skipCurrent", "skipNext", "skip5", "skipTo", "swapNext", "shiftLast"})
-    Action(n)->setEnabled(running);
+    Action(n)->setEnabled(manual);
   Action("storeSolution")
       ->setEnabled(has && s && s->Ended() && s->Task() == TEngineTask::kMate &&
                    s->Result().status != TRunStatus::kRefused);
@@ -1394,7 +1396,7 @@ void TMainWindow::ShowManualControlWarning() {
 
 bool TMainWindow::ManualControl(TManualControl c, const TMove* target) {
   TSolveSession* s = CurrentSession();
-  if (!s || !s->Running()) return false;
+  if (!s || !s->Running() || !Settings().EnableManualEngineControl) return false;
   // A skipped move is never searched: the user reads why once before acting.
   if (!manualWarned_) ShowManualControlWarning();
   const bool done = s->Control(c, target);
@@ -1443,7 +1445,7 @@ void TMainWindow::SkipToDialog() {
 
 bool TMainWindow::PauseThread(int index, bool paused) {
   TSolveSession* s = CurrentSession();
-  if (!s || !s->Running()) return false;
+  if (!s || !s->Running() || !Settings().EnableManualEngineControl) return false;
   if (!manualWarned_) ShowManualControlWarning();
   return s->PauseThread(index, paused);
 }

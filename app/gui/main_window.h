@@ -89,8 +89,9 @@ class TMainWindow : public QMainWindow {
   TSolveSession* CurrentSession() const;
   int RunningCount() const;
   // Manual control of the current run's first level and the pause of one of
-  // its search threads; false when there is nothing to act on. The engine's
-  // warning is shown once before the first use.
+  // its search threads; false when there is nothing to act on or the setting
+  // EnableManualEngineControl is off. The engine's warning is shown once
+  // before the first use.
   bool ManualControl(TManualControl c, const TMove* target = nullptr);
   bool PauseThread(int index, bool paused);
   // The root's legal moves (UCI), the choice of "Skip to...".

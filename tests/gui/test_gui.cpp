@@ -287,6 +287,12 @@ class TGuiTest : public QObject {
     QVERIFY(s->Running());
     QVERIFY(w.Action("stop")->isEnabled());
     QVERIFY(!w.Action("solve")->isEnabled());
+    // Manual control of the engine is off by default (EnableManualEngineControl).
+    QCOMPARE(Settings().EnableManualEngineControl, 0);
+    for (const char* n : {"pauseThread", "skipCurrent", "skipTo", "shiftLast"})
+      QVERIFY(!w.Action(n)->isEnabled());
+    QVERIFY(!w.ManualControl(TManualControl::kSkipCurrent));
+    QVERIFY(!w.PauseThread(0, true));
 
     w.Action("pause")->trigger();
     QVERIFY(s->Paused());
@@ -314,6 +320,10 @@ class TGuiTest : public QObject {
   }
 
   void steersTheFirstLevelAndPausesOneThread() {
+    MutableSettings().EnableManualEngineControl = 1;
+    struct TReset {
+      ~TReset() { MutableSettings().EnableManualEngineControl = 0; }
+    } reset;
     TMainWindow w;
     w.SetQuiet(true);
     w.NewCollection();
