@@ -38,11 +38,11 @@ QString TSolveSession::Start(TSolveRequest request, TEngineTask task,
   task_ = task;
   std::vector<std::string> notes;
   runRegister_.Prepare(problem_, task, std::move(loadedRegister), request_, notes);
-  if (task == TEngineTask::kMate) {
-    // The online tablebase answers at the first levels, as in the command line.
+  globalRegister_ = OpenGlobalRegister();
+  // The online tablebase answers at the first levels of a mate search.
+  if (task == TEngineTask::kMate)
     tablebase_ = std::make_unique<TTablebaseSession>(TTablebaseChoice{}, Settings(), &notes);
-    tablebase_->Attach(request_, &notes);
-  }
+  AttachProbes(probes_, request_, globalRegister_.get(), tablebase_.get(), &notes);
   for (const auto& n : notes) Append(Q(n));
 
   TEngineCallbacks cb;
@@ -193,6 +193,7 @@ void TSolveSession::OnEnd(const TSolveResult& r, const std::string& endText) {
     for (std::string& line : tablebase_->Conclude()) notes.push_back(std::move(line));
   for (const auto& n : notes) Append(Q(n));
   Append(endText_);
+  if (globalRegister_) Append(Q(GlobalRegisterNotice(*globalRegister_)));
   emit ended();
 }
 

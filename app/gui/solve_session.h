@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "engine/engine.h"
+#include "engine/global_register_probe.h"
+#include "engine/probe_chain.h"
 #include "engine/tablebase_session.h"
 #include "engine_adapter.h"
 #include "problems/problem.h"
@@ -83,7 +85,11 @@ class TSolveSession : public QObject {
   TSolveRequest request_;
   TEngineTask task_ = TEngineTask::kMate;
   TRunRegister runRegister_;
-  std::unique_ptr<TTablebaseSession> tablebase_;  // the probe the run asks, if any
+  // The sources of exact answers the run asks, as the command line's solve
+  // gives them: the precalculated data, then the online tablebase.
+  std::unique_ptr<CGlobalRegisterProbe> globalRegister_;
+  std::unique_ptr<TTablebaseSession> tablebase_;
+  TProbeChain probes_;
   TProposalAnswer answer_;
   // Raised before the engine is torn down: a pending question is answered no.
   std::shared_ptr<std::atomic<bool>> closing_ = std::make_shared<std::atomic<bool>>(false);

@@ -10,6 +10,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QMouseEvent>
+#include <QPlainTextEdit>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QTemporaryDir>
@@ -24,6 +25,8 @@
 #include "main_window.h"
 #include "options_dialog.h"
 #include "platform/texts.h"
+#include "precalc/precalc_generator.h"
+#include "precalc/precalc_store.h"
 #include "solve_session.h"
 
 using namespace ostravel;
@@ -227,6 +230,32 @@ class TGuiTest : public QObject {
     DragFrom(b, kH1);
     QCOMPARE(b.drags, 2);
     QCOMPARE(b.PieceAt(kH1), WR);
+  }
+
+  void asksThePrecalculatedDataAndSaysWhichWereUsed() {
+    // Rook and king against king, generated into a folder of its own.
+    QTemporaryDir data;
+    {
+      CPrecalcStore store(data.path().toStdString(), 1u << 26);
+      TPrecalcGenOptions o;
+      o.threads = 2;
+      GeneratePrecalcFiles({"KRk"}, store, o, false, nullptr, nullptr);
+    }
+    const std::string before = Settings().PrecalcPath;
+    MutableSettings().PrecalcPath = data.path().toStdString();
+    TMainWindow w;
+    w.SetQuiet(true);
+    w.NewCollection();
+    QVERIFY(w.SetFen("k7/8/2K5/8/8/8/8/1R6 w - - 0 1"));
+    w.StipulationBox()->setValue(3);
+    QVERIFY(w.Solve());
+    QTRY_VERIFY_WITH_TIMEOUT(w.CurrentSession()->Ended(), 20000);
+    MutableSettings().PrecalcPath = before;
+    QCOMPARE(w.CurrentSession()->Result().status, TRunStatus::kCompleted);
+    // The notice the command line prints, in the run's log.
+    const QString log = w.CurrentSession()->Log();
+    QVERIFY2(log.contains("Global registers used: KRk"), qPrintable(log));
+    QVERIFY(w.findChild<QPlainTextEdit*>("log")->toPlainText().contains("Global registers used: KRk"));
   }
 
   void opensTheSampleAndSolvesATwoMover() {
