@@ -449,6 +449,7 @@ void TMainWindow::BuildWidgets() {
   lineLabel_->setWordWrap(true);
   lineLabel_->setTextInteractionFlags(Qt::TextSelectableByMouse);
   figures_ = new QLabel;
+  figures_->setObjectName("figures");
   figures_->setWordWrap(true);
   figures_->setTextInteractionFlags(Qt::TextSelectableByMouse);
   prog->addWidget(progress_);

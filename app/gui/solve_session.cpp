@@ -184,6 +184,8 @@ void TSolveSession::OnEnd(const TSolveResult& r, const std::string& endText) {
   solutions_ = r.solutions;
   endText_ = Q(endText);
   snapshot_ = engine_.Snapshot();
+  // The figure of the whole run: one that ends before the first poll has no other.
+  if (snapshot_.seconds > 0) nodesPerSecond_ = static_cast<double>(snapshot_.nodes) / snapshot_.seconds;
   running_ = false;
   paused_ = false;
   ended_ = true;

@@ -59,6 +59,7 @@ class TSolveSession : public QObject {
   const QString& EndText() const { return endText_; }
   const QString& Log() const { return log_; }
   const TProgressSnapshot& LastSnapshot() const { return snapshot_; }
+  // Over the last poll while the run goes on, over the whole run once it ended.
   double NodesPerSecond() const { return nodesPerSecond_; }
   std::shared_ptr<TAggregatedTemporaryChessboardRegister> Register() const { return runRegister_.Register(); }
   // "Running", "Paused", "Completed", "Stopped", "Refused": the status column.

@@ -7,6 +7,7 @@
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QMouseEvent>
@@ -277,6 +278,10 @@ class TGuiTest : public QObject {
     QCOMPARE(s->Result().status, TRunStatus::kCompleted);
     QCOMPARE(TopLevelTexts(w.SolutionTree()), QStringList{"1.Bg4-f5!"});
     QCOMPARE(w.ProblemTable()->item(row, 5)->text(), QStringLiteral("Completed"));
+    // Over before the first poll, yet with its speed.
+    QVERIFY(s->LastSnapshot().nodes > 0);
+    QVERIFY(s->NodesPerSecond() > 0);
+    QVERIFY(!w.findChild<QLabel*>("figures")->text().contains(" 0 nodes/s"));
     // The key's variations are below it; clicking one shows its position.
     QTreeWidgetItem* key = w.SolutionTree()->topLevelItem(0);
     QVERIFY(key->childCount() > 0);
