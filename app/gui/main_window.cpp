@@ -47,6 +47,7 @@
 #include "engine/engine.h"
 #include "engine/engine_texts.h"
 #include "engine/mate_search.h"
+#include "engine/solution_text.h"
 #include "engine_adapter.h"
 #include "options_dialog.h"
 #include "platform/crash_handler.h"
@@ -1341,9 +1342,10 @@ void TMainWindow::FillTree(TSolveSession* s) {
       if (sol.threat.empty()) {
         t += Q(EngineText(TEngineText::kZugzwang, language_));
       } else {
+        // Numbered as in the copied text: "threat: 2.Qh5-f7, 2.Qh5-e8".
         QStringList moves;
-        for (const auto& m : sol.threat) moves << Q(m);
-        t += moves.join(' ');
+        for (const auto& m : sol.threat) moves << QStringLiteral("2.") + Q(m);
+        t += moves.join(QStringLiteral(", "));
       }
       threat->setText(0, t);
       threat->setData(0, kMovesRole, PackMoves({sol.key}));
@@ -1367,7 +1369,7 @@ void TMainWindow::OnTreeItem(QTreeWidgetItem* item) {
 void TMainWindow::CopySolution() {
   TSolveSession* s = shown_;
   if (!s) return;
-  QString text = Q(SolutionsText(s->Solutions(), s->Problem().moves, language_));
+  QString text = Q(SolutionsText(s->Solutions(), language_));
   if (!s->EndText().isEmpty()) text += "\n" + s->EndText() + "\n";
   QGuiApplication::clipboard()->setText(text);
 }
