@@ -1162,7 +1162,11 @@ bool TMainWindow::Solve() {
   r.levels = static_cast<uint8_t>(levels_->value());
   r.languageId = language_;
   const TEngineTask task = defence_->isChecked() ? TEngineTask::kDefence : TEngineTask::kMate;
-  return StartSession(std::move(r), task, loadedRegister_);
+  if (!StartSession(std::move(r), task, loadedRegister_)) return false;
+  // The register read serves this run only; the run keeps it from now on.
+  loadedRegister_.reset();
+  UpdateActions();
+  return true;
 }
 
 bool TMainWindow::ResumeAnalysis(const TProblem& problem, TSolveRequest request) {

@@ -610,6 +610,8 @@ class TGuiTest : public QObject {
     r.SetQuiet(true);
     QVERIFY(r.ReadRegisterFrom(file));
     QVERIFY(r.LoadReport().startsWith("File has been read: "));
+    const auto loaded = r.RegisterAtHand();
+    QVERIFY(loaded);
     QVERIFY(r.OpenCollection(collection));
     const int row = RowOf(r, "vaeth-02");
     r.SelectProblem(row);
@@ -618,7 +620,15 @@ class TGuiTest : public QObject {
              QString::number(*r.Problems()[static_cast<size_t>(row)].tmpRegFile));
     // The pinned file is loaded when the problem is solved again.
     QVERIFY(r.Solve());
+    // The register read went to this run, and to no later one.
+    QCOMPARE(r.CurrentSession()->Register(), loaded);
+    QVERIFY(!r.RegisterAtHand());
     QTRY_VERIFY_WITH_TIMEOUT(r.CurrentSession()->Ended(), 20000);
+    r.SelectProblem(RowOf(r, "vaeth-05"));
+    QVERIFY(r.Solve());
+    QVERIFY(r.CurrentSession()->Register() != loaded);
+    QTRY_VERIFY_WITH_TIMEOUT(r.CurrentSession()->Ended(), 20000);
+    r.SelectProblem(row);
     QVERIFY(r.CurrentSession()->Log().contains("File has been read: "));
     QCOMPARE(TopLevelTexts(r.SolutionTree()), (QStringList{"1.c7-c8Q!", "1.c7-c8R!"}));
     QVERIFY(r.UnpinRegister());
