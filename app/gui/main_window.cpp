@@ -1285,8 +1285,9 @@ void TMainWindow::OnSessionEnded(TSolveSession* s) {
 
 namespace {
 
+// `dual` marks a line with duals, in the window's language.
 void AddVariations(QTreeWidgetItem* parent, const std::vector<TVariation>& vs, std::vector<TMove> line,
-                   int moveNo) {
+                   int moveNo, const QString& dual) {
   for (const auto& v : vs) {
     std::vector<TMove> l = line;
     l.push_back(v.black);
@@ -1302,10 +1303,10 @@ void AddVariations(QTreeWidgetItem* parent, const std::vector<TVariation>& vs, s
     // White's other answers that are as quick: a dual.
     for (const std::string& d : v.dualTexts)
       text += QStringLiteral(", %1.%2%3").arg(moveNo + 1).arg(Q(d)).arg(mate);
-    if (!v.dualTexts.empty()) text += QStringLiteral("  (dual)");
+    if (!v.dualTexts.empty()) text += QStringLiteral("  ") + dual;
     item->setText(0, text);
     item->setData(0, kMovesRole, PackMoves(l));
-    AddVariations(item, v.next, l, moveNo + 1);
+    AddVariations(item, v.next, l, moveNo + 1, dual);
   }
 }
 
@@ -1354,7 +1355,7 @@ void TMainWindow::FillTree(TSolveSession* s) {
       threat->setText(0, t);
       threat->setData(0, kMovesRole, PackMoves({sol.key}));
     }
-    AddVariations(key, sol.variations, {sol.key}, 1);
+    AddVariations(key, sol.variations, {sol.key}, 1, tr("(dual)"));
   }
   tree_->expandToDepth(0);
 }

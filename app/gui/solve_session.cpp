@@ -60,9 +60,12 @@ QString TSolveSession::Start(TSolveRequest request, TEngineTask task,
     if (e.kind != TEngineEvent::kRegisterLoaded && e.kind != TEngineEvent::kRegisterSaved &&
         e.kind != TEngineEvent::kRegisterWarning && e.kind != TEngineEvent::kAutoSaved)
       return;
-    const QString text = Q(e.kind == TEngineEvent::kAutoSaved ? "Register auto-saved to " + e.text : e.text);
+    const bool autoSaved = e.kind == TEngineEvent::kAutoSaved;
+    const QString text = Q(e.text);
     QMetaObject::invokeMethod(
-        this, [this, text] { Append(text); }, Qt::QueuedConnection);
+        this,
+        [this, autoSaved, text] { Append(autoSaved ? tr("Register auto-saved to %1").arg(text) : text); },
+        Qt::QueuedConnection);
   };
   cb.onEnd = [this](const TSolveResult& r, const std::string& text) {
     QMetaObject::invokeMethod(

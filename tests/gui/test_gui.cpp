@@ -697,6 +697,22 @@ class TGuiTest : public QObject {
     QCOMPARE(w.Action("solve")->text(), QStringLiteral("&Розв'язати"));
     w.SetLanguage(1);
     QCOMPARE(w.Action("solve")->text(), QStringLiteral("&Solve"));
+    // Texts shown only in dialogs, the status bar, the log or the tree.
+    const std::pair<const char*, const char*> texts[] = {
+        {"ostravel::gui::TMainWindow", "Move:"},
+        {"ostravel::gui::TMainWindow", "Pause one thread"},
+        {"ostravel::gui::TMainWindow", "Thread (0-%1); a paused one is resumed:"},
+        {"ostravel::gui::TMainWindow", "Nothing to act on at the first level now."},
+        {"ostravel::gui::TMainWindow", "Test the crash handler (crashes the program)"},
+        {"ostravel::gui::TOptionsDialog", "(no effect yet)"},
+        {"ostravel::gui::TSolveSession", "Register auto-saved to %1"}};
+    for (int language : {0, 2}) {
+      w.SetLanguage(language);
+      for (const auto& [context, text] : texts)
+        QVERIFY2(QCoreApplication::translate(context, text) != QLatin1String(text), text);
+    }
+    QCOMPARE(QCoreApplication::translate("ostravel::gui::TMainWindow", "(dual)"), QStringLiteral("(дуаль)"));
+    w.SetLanguage(1);
   }
 
   // Under Xvfb only (the "screenshot" test): PNGs of the window during a solve.
