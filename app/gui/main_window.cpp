@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QActionGroup>
 #include <QApplication>
+#include <QBuffer>
 #include <QCheckBox>
 #include <QClipboard>
 #include <QCloseEvent>
@@ -14,20 +15,24 @@
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QImage>
 #include <QInputDialog>
 #include <QLabel>
 #include <QLibraryInfo>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPainter>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QSocketNotifier>
 #include <QSpinBox>
 #include <QSplitter>
 #include <QStatusBar>
+#include <QSvgRenderer>
 #include <QTabWidget>
 #include <QTableWidget>
 #include <QThread>
@@ -35,6 +40,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "board_widget.h"
@@ -42,6 +48,7 @@
 #include "chess/fen.h"
 #include "chess/notation.h"
 #include "config/paths.h"
+#include "config/safe_file.h"
 #include "config/settings.h"
 #include "engine/analysis.h"
 #include "engine/engine.h"
@@ -54,6 +61,7 @@
 #include "platform/crash_trigger.h"
 #include "platform/texts.h"
 #include "problems/cp_file.h"
+#include "problems/diagram.h"
 #include "registers/register_file_pin.h"
 #include "registers/temporary_register.h"
 #include "solve_session.h"
@@ -114,6 +122,31 @@ QString SampleCollectionPath() {
   return {};
 }
 
+// Qt's SVG renderer knows no <pattern>: the diagram's hatching of the dark
+// squares becomes the same stripes drawn by a repeating linear gradient
+// across the pattern's rotated x axis (its lines are its y axis).
+QByteArray SvgForQtRenderer(const std::string& svg) {
+  QString text = QString::fromStdString(svg);
+  static const QRegularExpression pattern(QStringLiteral(
+      R"re(<pattern id="hatch"[^>]*\bwidth="([0-9.]+)".*?stroke-width="([0-9.]+)".*?</pattern>)re"));
+  const QRegularExpressionMatch m = pattern.match(text);
+  if (!m.hasMatch()) return text.toUtf8();
+  const double period = m.captured(1).toDouble(), line = m.captured(2).toDouble();
+  if (period <= 0) return text.toUtf8();
+  const double half = std::clamp(line / 2 / period, 0.0, 0.5), d = period * std::sqrt(0.5);
+  const QString gradient =
+      QStringLiteral(
+          R"(<linearGradient id="hatch" gradientUnits="userSpaceOnUse" spreadMethod="repeat" x1="0" y1="0" )"
+          R"(x2="%1" y2="%1"><stop offset="0" stop-color="#000000"/><stop offset="%2" stop-color="#000000"/>)"
+          R"(<stop offset="%2" stop-color="#ffffff"/><stop offset="%3" stop-color="#ffffff"/>)"
+          R"(<stop offset="%3" stop-color="#000000"/><stop offset="1" stop-color="#000000"/></linearGradient>)")
+          .arg(d)
+          .arg(half)
+          .arg(1 - half);
+  text.replace(m.capturedStart(), m.capturedLength(), gradient);
+  return text.toUtf8();
+}
+
 }  // namespace
 
 QStringList TranslationFolders() {
@@ -172,6 +205,8 @@ void TMainWindow::BuildActions() {
   connect(MakeAction("save", QKeySequence::Save), &QAction::triggered, this, &TMainWindow::SaveCurrent);
   connect(MakeAction("saveAs", QKeySequence("Ctrl+Shift+S")), &QAction::triggered, this,
           &TMainWindow::SaveAsDialog);
+  connect(MakeAction("exportDiagram", QKeySequence("Ctrl+E")), &QAction::triggered, this,
+          &TMainWindow::ExportDiagramDialog);
   connect(MakeAction("options", QKeySequence("Ctrl+,")), &QAction::triggered, this,
           &TMainWindow::OptionsDialog);
   connect(MakeAction("quit", QKeySequence::Quit), &QAction::triggered, this, &QWidget::close);
@@ -267,6 +302,8 @@ void TMainWindow::BuildActions() {
 void TMainWindow::BuildMenus() {
   fileMenu_ = menuBar()->addMenu(QString());
   for (const char* n : {"new", "open", "openSample", "save", "saveAs"}) fileMenu_->addAction(Action(n));
+  fileMenu_->addSeparator();
+  fileMenu_->addAction(Action("exportDiagram"));
   fileMenu_->addSeparator();
   fileMenu_->addAction(Action("options"));
   fileMenu_->addSeparator();
@@ -521,6 +558,7 @@ void TMainWindow::RetranslateUi() {
       {"openSample", tr("Open &sample collection")},
       {"save", tr("&Save collection")},
       {"saveAs", tr("Save collection &as...")},
+      {"exportDiagram", tr("&Export diagram...")},
       {"options", tr("O&ptions...")},
       {"quit", tr("&Quit")},
       {"copyFen", tr("&Copy FEN")},
@@ -706,7 +744,7 @@ void TMainWindow::UpdateActions() {
   const bool has = current_ >= 0;
   TSolveSession* s = CurrentSession();
   const bool running = s && s->Running();
-  for (const char* n : {"duplicateProblem", "deleteProblem", "moveUp", "moveDown"})
+  for (const char* n : {"duplicateProblem", "deleteProblem", "moveUp", "moveDown", "exportDiagram"})
     Action(n)->setEnabled(has);
   Action("solve")->setEnabled(!running);
   Action("pause")->setEnabled(running);
@@ -868,6 +906,54 @@ bool TMainWindow::SaveAsDialog() {
   return SaveCollection(p);
 }
 
+void TMainWindow::ExportDiagramDialog() {
+  if (current_ < 0) return;
+  const TProblem& p = problems_[static_cast<size_t>(current_)];
+  QString name = Q(p.description).section('\n', 0, 0).simplified();
+  name.replace(QRegularExpression(QStringLiteral("[^\\w.-]+")), QStringLiteral("_"));
+  name = name.left(60);
+  if (name.isEmpty()) name = QStringLiteral("diagram");
+  const QString folder = path_.isEmpty() ? QDir::homePath() : QFileInfo(path_).absolutePath();
+  QString selected;
+  QString file = QFileDialog::getSaveFileName(this, tr("Export diagram"), folder + "/" + name + ".svg",
+                                              tr("SVG image (*.svg);;PNG image (*.png)"), &selected);
+  if (file.isEmpty()) return;
+  if (QFileInfo(file).suffix().isEmpty()) file += selected.contains("png") ? ".png" : ".svg";
+  ExportDiagram(file);
+}
+
+bool TMainWindow::ExportDiagram(const QString& path) {
+  if (current_ < 0) return false;
+  const std::string svg = DiagramSvg(problems_[static_cast<size_t>(current_)]);
+  std::string data = svg;
+  if (QFileInfo(path).suffix().compare(QStringLiteral("png"), Qt::CaseInsensitive) == 0) {
+    // Drawn at twice the SVG's size, sharp on screens that scale.
+    QSvgRenderer renderer(SvgForQtRenderer(svg));
+    QImage image(renderer.defaultSize() * 2, QImage::Format_ARGB32);
+    image.fill(Qt::transparent);
+    {
+      QPainter painter(&image);
+      renderer.render(&painter);
+    }
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    if (!renderer.isValid() || !image.save(&buffer, "PNG")) {
+      Message(tr("Error"), tr("The diagram could not be drawn as PNG."), true);
+      return false;
+    }
+    data = png.toStdString();
+  }
+  try {
+    SafeWriteFile(path.toStdString(), data);
+  } catch (const std::exception& e) {
+    Message(tr("Error"), Q(e.what()), true);
+    return false;
+  }
+  statusBar()->showMessage(tr("Saved %1").arg(path), 5000);
+  return true;
+}
+
 bool TMainWindow::MaybeSave() {
   if (!modified_ || quiet_) return true;
   const auto b =
@@ -988,6 +1074,7 @@ void TMainWindow::EnsureProblem() {
   RefreshTable();
   LoadEditors();
   MarkModified();
+  UpdateActions();
 }
 
 void TMainWindow::MarkModified() {

@@ -65,6 +65,8 @@ class TMainWindow : public QMainWindow {
   // Collection.
   bool OpenCollection(const QString& path);
   bool SaveCollection(const QString& path);
+  // The current problem's diagram: PNG for a ".png" path, else SVG.
+  bool ExportDiagram(const QString& path);
   void NewCollection();
   const std::vector<TProblem>& Problems() const { return problems_; }
   int CurrentProblem() const { return current_; }
@@ -174,6 +176,7 @@ class TMainWindow : public QMainWindow {
   bool SaveCurrent();
   bool SaveAsDialog();
   bool MaybeSave();
+  void ExportDiagramDialog();
 
   // Solving.
   bool StartSession(TSolveRequest r, TEngineTask task,

@@ -7,6 +7,7 @@
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -17,6 +18,7 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <QTreeWidget>
+#include <QXmlStreamReader>
 #include <QtTest>
 
 #include "board_widget.h"
@@ -257,6 +259,51 @@ class TGuiTest : public QObject {
     const QString log = w.CurrentSession()->Log();
     QVERIFY2(log.contains("Global registers used: KRk"), qPrintable(log));
     QVERIFY(w.findChild<QPlainTextEdit*>("log")->toPlainText().contains("Global registers used: KRk"));
+  }
+
+  void exportsTheDiagramAsSvgAndPng() {
+    TMainWindow w;
+    w.SetQuiet(true);
+    w.NewCollection();
+    QVERIFY(!w.Action("exportDiagram")->isEnabled());
+    QVERIFY(w.SetFen("8/3R4/5k2/8/6B1/6N1/4N3/K1B5 w - - 0 1"));
+    QVERIFY(w.Action("exportDiagram")->isEnabled());
+    const QString svg = tmp_.path() + "/diagram.svg", png = tmp_.path() + "/diagram.png";
+    QVERIFY(w.ExportDiagram(svg));
+    QVERIFY(w.ExportDiagram(png));
+    // The SVG is well-formed and holds every piece on its square.
+    QFile f(svg);
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    QXmlStreamReader xml(&f);
+    QStringList pieces;
+    while (!xml.atEnd()) {
+      if (xml.readNext() == QXmlStreamReader::StartElement && xml.attributes().hasAttribute("data-piece"))
+        pieces << xml.attributes().value("data-piece").toString() +
+                      xml.attributes().value("data-square").toString();
+    }
+    QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
+    QCOMPARE(pieces.size(), 7);
+    QVERIFY(pieces.contains("Rd7"));
+    QVERIFY(pieces.contains("kf6"));
+    // The PNG is a picture of it, larger than a blank board would compress to.
+    QImage image(png);
+    QVERIFY(!image.isNull());
+    QVERIFY(image.width() >= 8 * 48);
+    QVERIFY(image.height() > image.width());  // the stipulation line below the board
+    // The dark squares are hatched (Qt's renderer has no SVG patterns): the
+    // empty b8 is partly black, the empty a8 white.
+    const auto blackShare = [&](int file, int rank) {
+      const double unit = image.width() / 8.5;  // 48 px squares in a 408 px wide picture
+      const QRect r(int(unit / 4 + file * unit) + 4, int(unit / 4 + (7 - rank) * unit) + 4, int(unit) - 8,
+                    int(unit) - 8);
+      int black = 0;
+      for (int y = r.top(); y <= r.bottom(); ++y)
+        for (int x = r.left(); x <= r.right(); ++x) black += qGray(image.pixel(x, y)) < 128;
+      return double(black) / (r.width() * r.height());
+    };
+    QVERIFY(blackShare(1, 7) > 0.25);
+    QCOMPARE(blackShare(0, 7), 0.0);
+    QVERIFY(!w.ExportDiagram(tmp_.path() + "/no/such/folder/d.svg"));
   }
 
   void opensTheSampleAndSolvesATwoMover() {

@@ -492,6 +492,22 @@ Program do rozwiązywania ortodoksyjnych problemów szachowych typu mat w n posu
         <source>Test the crash handler (crashes the program)</source>
         <translation>Testuj obsługę awarii (program ulegnie awarii)</translation>
     </message>
+    <message>
+        <source>&amp;Export diagram...</source>
+        <translation>&amp;Eksportuj diagram...</translation>
+    </message>
+    <message>
+        <source>Export diagram</source>
+        <translation>Eksportuj diagram</translation>
+    </message>
+    <message>
+        <source>SVG image (*.svg);;PNG image (*.png)</source>
+        <translation>Obraz SVG (*.svg);;Obraz PNG (*.png)</translation>
+    </message>
+    <message>
+        <source>The diagram could not be drawn as PNG.</source>
+        <translation>Nie udało się narysować diagramu jako PNG.</translation>
+    </message>
 </context>
 <context>
     <name>ostravel::gui::TOptionsDialog</name>

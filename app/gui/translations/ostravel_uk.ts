@@ -492,6 +492,22 @@ A solver of orthodox chess directmate problems.</source>
         <source>Test the crash handler (crashes the program)</source>
         <translation>Перевірити обробник збоїв (програма аварійно завершиться)</translation>
     </message>
+    <message>
+        <source>&amp;Export diagram...</source>
+        <translation>&amp;Експортувати діаграму...</translation>
+    </message>
+    <message>
+        <source>Export diagram</source>
+        <translation>Експортувати діаграму</translation>
+    </message>
+    <message>
+        <source>SVG image (*.svg);;PNG image (*.png)</source>
+        <translation>Зображення SVG (*.svg);;Зображення PNG (*.png)</translation>
+    </message>
+    <message>
+        <source>The diagram could not be drawn as PNG.</source>
+        <translation>Не вдалося намалювати діаграму як PNG.</translation>
+    </message>
 </context>
 <context>
     <name>ostravel::gui::TOptionsDialog</name>
