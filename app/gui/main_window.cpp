@@ -351,6 +351,9 @@ void TMainWindow::BuildWidgets() {
     table_->horizontalHeader()->setSectionResizeMode(c, QHeaderView::Interactive);
     table_->setColumnWidth(c, columnWidths[c]);
   }
+  // The list shrinks when the window or the status line changes: the
+  // problem in hand stays in view.
+  table_->viewport()->installEventFilter(this);
   connect(table_, &QTableWidget::currentCellChanged, this, [this](int row, int, int, int) {
     if (!loading_ && row >= 0 && row != current_) SelectProblem(row);
   });
@@ -674,6 +677,18 @@ void TMainWindow::SetLanguage(int languageId) {
   // The engine's texts follow the setting.
   MutableSettings().LanguageId = languageId;
   RetranslateUi();
+}
+
+bool TMainWindow::eventFilter(QObject* watched, QEvent* e) {
+  // Once the view has set its scroll bars for the new size.
+  if (table_ && watched == table_->viewport() && e->type() == QEvent::Resize)
+    QMetaObject::invokeMethod(this, &TMainWindow::ScrollToCurrent, Qt::QueuedConnection);
+  return QMainWindow::eventFilter(watched, e);
+}
+
+void TMainWindow::ScrollToCurrent() {
+  if (current_ < 0 || current_ >= table_->rowCount()) return;
+  table_->scrollTo(table_->model()->index(current_, 0), QAbstractItemView::EnsureVisible);
 }
 
 void TMainWindow::changeEvent(QEvent* e) {
@@ -1002,7 +1017,7 @@ void TMainWindow::SelectProblem(int index) {
   loading_ = true;
   if (index >= 0) {
     table_->setCurrentCell(index, 0);
-    table_->scrollToItem(table_->item(index, 0));
+    ScrollToCurrent();
   }
   loading_ = false;
   LoadEditors();

@@ -132,6 +132,7 @@ class TMainWindow : public QMainWindow {
  protected:
   void closeEvent(QCloseEvent* e) override;
   void changeEvent(QEvent* e) override;
+  bool eventFilter(QObject* watched, QEvent* e) override;
 
  private:
   void BuildActions();
@@ -149,6 +150,7 @@ class TMainWindow : public QMainWindow {
 
   // The problem list and the editors follow problems_[current_].
   void RefreshTable();
+  void ScrollToCurrent();
   void RefreshRow(int row);
   void LoadEditors();
   void LoadBoardFromProblem();

@@ -603,6 +603,31 @@ class TGuiTest : public QObject {
     QTRY_COMPARE_WITH_TIMEOUT(w.RunningCount(), 0, 20000);
   }
 
+  void keepsTheCurrentProblemInView() {
+    TMainWindow w;
+    w.SetQuiet(true);
+    w.resize(1280, 760);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    QVERIFY(w.OpenCollection(kSample));
+    QTableWidget* t = w.ProblemTable();
+    const auto fullyShown = [&](int row) {
+      return t->viewport()->rect().contains(t->visualItemRect(t->item(row, 0)));
+    };
+    for (int row : {int(w.Problems().size()) - 1, 0, int(w.Problems().size()) * 2 / 3}) {
+      w.SelectProblem(row);
+      QTRY_VERIFY2(fullyShown(row), qPrintable(QString::number(row)));
+    }
+    // The list gets shorter (a status line, a smaller window): the row stays in view.
+    const int row = int(w.Problems().size()) - 1;
+    w.SelectProblem(row);
+    QTRY_VERIFY(fullyShown(row));
+    for (int height : {700, 640, 600, 560}) {
+      w.resize(1280, height);
+      QTRY_VERIFY2(fullyShown(row), qPrintable(QString::number(height)));
+    }
+  }
+
   void editsTheProblemList() {
     TMainWindow w;
     w.SetQuiet(true);
