@@ -1445,11 +1445,12 @@ void TMainWindow::FillTree(TSolveSession* s) {
     key->setData(0, kMovesRole, PackMoves({sol.key}));
     if (!sol.keyChecks) {
       auto* threat = new QTreeWidgetItem(key);
-      QString t = Q(EngineText(TEngineText::kThreat, language_)) + " ";
+      // As in the copied text: "zugzwang" alone, or "threat: 2.Qh5-f7, 2.Qh5-e8".
+      QString t;
       if (sol.threat.empty()) {
-        t += Q(EngineText(TEngineText::kZugzwang, language_));
+        t = Q(EngineText(TEngineText::kZugzwang, language_));
       } else {
-        // Numbered as in the copied text: "threat: 2.Qh5-f7, 2.Qh5-e8".
+        t = Q(EngineText(TEngineText::kThreat, language_)) + " ";
         QStringList moves;
         for (const auto& m : sol.threat) moves << QStringLiteral("2.") + Q(m);
         t += moves.join(QStringLiteral(", "));

@@ -332,6 +332,7 @@ class TGuiTest : public QObject {
     // The key's variations are below it; clicking one shows its position.
     QTreeWidgetItem* key = w.SolutionTree()->topLevelItem(0);
     QVERIFY(key->childCount() > 0);
+    QCOMPARE(key->child(0)->text(0), QStringLiteral("zugzwang"));  // a waiting key, as the copied text says
     QTreeWidgetItem* last = key->child(key->childCount() - 1);
     QVERIFY(last->text(0).endsWith('#'));
     w.SolutionTree()->setCurrentItem(key);
