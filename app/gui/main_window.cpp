@@ -53,6 +53,7 @@
 #include "engine/analysis.h"
 #include "engine/engine.h"
 #include "engine/engine_texts.h"
+#include "engine/global_register_probe.h"
 #include "engine/mate_search.h"
 #include "engine/solution_text.h"
 #include "engine_adapter.h"
@@ -1292,6 +1293,11 @@ bool TMainWindow::StartSession(TSolveRequest r, TEngineTask task,
     sessions_.erase(it);
   }
   auto* s = new TSolveSession(p, current_ + 1);
+  if (!globalRegisterOpened_) {
+    globalRegister_ = OpenGlobalRegister();
+    globalRegisterOpened_ = true;
+  }
+  s->SetGlobalRegister(globalRegister_);
   s->SetProposalAnswer([this](int, const QString& question) { return Ask(tr("Threads"), question); });
   connect(s, &TSolveSession::logAppended, this, [this, s](const QString& text) {
     if (shown_ == s) log_->appendPlainText(text.endsWith('\n') ? text.chopped(1) : text);
@@ -1686,7 +1692,12 @@ void TMainWindow::OptionsDialog() {
     Message(tr("Error"), Q(e.what()), true);
     return;
   }
-  if (RunningCount() == 0) MutableSettings() = s;
+  if (RunningCount() == 0) {
+    MutableSettings() = s;
+    // The data folder or its memory limit may have changed.
+    globalRegister_.reset();
+    globalRegisterOpened_ = false;
+  }
   if (s.LanguageId != language_) SetLanguage(s.LanguageId);
 }
 

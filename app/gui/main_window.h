@@ -37,7 +37,8 @@ class QGroupBox;
 
 namespace ostravel {
 class TAggregatedTemporaryChessboardRegister;
-}
+class CGlobalRegisterProbe;
+}  // namespace ostravel
 
 namespace ostravel::gui {
 
@@ -219,6 +220,10 @@ class TMainWindow : public QMainWindow {
   std::map<uint32_t, TSolveSession*> sessions_;
   QPointer<TSolveSession> shown_;
   std::shared_ptr<TAggregatedTemporaryChessboardRegister> loadedRegister_;
+  // The precalculated data of the settings, opened at the first solve and
+  // again after the settings changed.
+  std::shared_ptr<CGlobalRegisterProbe> globalRegister_;
+  bool globalRegisterOpened_ = false;
   QString loadReport_;
   bool closing_ = false;
   std::unique_ptr<TFileWatcher> watcher_;

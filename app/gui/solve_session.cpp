@@ -38,7 +38,6 @@ QString TSolveSession::Start(TSolveRequest request, TEngineTask task,
   task_ = task;
   std::vector<std::string> notes;
   runRegister_.Prepare(problem_, task, std::move(loadedRegister), request_, notes);
-  globalRegister_ = OpenGlobalRegister();
   // The online tablebase answers at the first levels of a mate search.
   if (task == TEngineTask::kMate)
     tablebase_ = std::make_unique<TTablebaseSession>(TTablebaseChoice{}, Settings(), &notes);

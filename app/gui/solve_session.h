@@ -36,6 +36,9 @@ class TSolveSession : public QObject {
   QString Start(TSolveRequest request, TEngineTask task,
                 std::shared_ptr<TAggregatedTemporaryChessboardRegister> loadedRegister);
   void SetProposalAnswer(TProposalAnswer a) { answer_ = std::move(a); }
+  // The precalculated data the run asks first (null: none), shared by the
+  // window's runs so that their memory limit holds for all of them.
+  void SetGlobalRegister(std::shared_ptr<CGlobalRegisterProbe> g) { globalRegister_ = std::move(g); }
 
   void Pause(bool paused);
   bool Paused() const { return paused_; }
@@ -88,7 +91,7 @@ class TSolveSession : public QObject {
   TRunRegister runRegister_;
   // The sources of exact answers the run asks, as the command line's solve
   // gives them: the precalculated data, then the online tablebase.
-  std::unique_ptr<CGlobalRegisterProbe> globalRegister_;
+  std::shared_ptr<CGlobalRegisterProbe> globalRegister_;
   std::unique_ptr<TTablebaseSession> tablebase_;
   TProbeChain probes_;
   TProposalAnswer answer_;
