@@ -4,11 +4,15 @@
 // answers it.
 #include <algorithm>
 #include <bit>
+#include <string>
 #include <vector>
 
 #include "engine/position_probe.h"
 
 namespace ostravel {
+
+struct TSolveRequest;
+class TTablebaseSession;
 
 class TProbeChain final : public IPositionProbe {
  public:
@@ -44,5 +48,12 @@ class TProbeChain final : public IPositionProbe {
   std::vector<IPositionProbe*> probes_;
   int maxMen_ = 0;
 };
+
+// The probes of one problem's run, as every front end gives them: into chain
+// (which must outlive the run) the global register first, then the problem's
+// table of the tablebase session; r gets the chain's probe. Either source may
+// be null. The table's reports go to notes.
+void AttachProbes(TProbeChain& chain, TSolveRequest& r, IPositionProbe* globalRegister,
+                  TTablebaseSession* tablebase, std::vector<std::string>* notes);
 
 }  // namespace ostravel

@@ -30,6 +30,18 @@ std::string TProblem::Fen() const {
   return BoardToFen(b);
 }
 
+void TProblem::StoreFoundKeys(const std::vector<std::string>& keyTexts) {
+  TVariant v;
+  v.name = variants.empty() ? "Main" : "Ostravel";
+  for (const std::string& k : keyTexts) v.lines.push_back({k});
+  for (TVariant& old : variants)
+    if (old.name == v.name) {
+      old = std::move(v);
+      return;
+    }
+  variants.push_back(std::move(v));
+}
+
 bool operator==(const TProblem& a, const TProblem& b) {
   return a.moves == b.moves && std::memcmp(a.position.initialBoard, b.position.initialBoard, 64) == 0 &&
          a.position.rootCastling == b.position.rootCastling &&

@@ -60,6 +60,11 @@ struct TProblem {
   std::string Fen() const;
 
   const TVariant* MainVariant() const { return variants.empty() ? nullptr : &variants.front(); }
+  // Keeps the keys a search found, one line per key (no line: no key): as
+  // the main variant "Main" when the problem has no variant yet, else as the
+  // variant "Ostravel" (replaced when there), so that the composer's main
+  // variant stays first.
+  void StoreFoundKeys(const std::vector<std::string>& keyTexts);
 
   friend bool operator==(const TProblem& a, const TProblem& b);
 };

@@ -257,18 +257,13 @@ int Report(const TSolveOptions& o, const std::string& fen, const TSolveRequest& 
   return res.status == TRunStatus::kStopped ? kExitStopped : kExitOk;
 }
 
-// The probes of one problem's run, into chain (which must outlive the run):
-// the global register first, then the problem's tablebase table; the
-// table's reports go to stderr.
-void AttachProbes(TProbeChain& chain, TSolveRequest& r, IPositionProbe* globalRegister,
-                  TTablebaseSession& tablebase) {
+// The probes of one problem's run, into chain (which must outlive the run);
+// the table's reports go to stderr.
+void AttachRunProbes(TProbeChain& chain, TSolveRequest& r, IPositionProbe* globalRegister,
+                     TTablebaseSession& tablebase) {
   std::vector<std::string> notes;
-  r.probe = nullptr;
-  tablebase.Attach(r, &notes);
+  AttachProbes(chain, r, globalRegister, &tablebase, &notes);
   PrintTablebaseLines(notes);
-  chain.Add(globalRegister);
-  chain.Add(r.probe);
-  r.probe = chain.Get();
 }
 
 TCliRunOptions RunOptions(const TSolveOptions& o, std::atomic<bool>* interrupt) {
@@ -301,7 +296,7 @@ int SolveFen(const TSolveOptions& o, const TRegisterOptions& files, const TTable
   TTablebaseSession tablebase(tb, Settings(), &notes);
   PrintTablebaseLines(notes);
   TProbeChain probes;
-  AttachProbes(probes, r, globalRegister.get(), tablebase);
+  AttachRunProbes(probes, r, globalRegister.get(), tablebase);
   const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
   PrintTablebaseLines(tablebase.Conclude());
   const int code = Report(o, o.fen, r, out);
@@ -316,15 +311,9 @@ int SolveFen(const TSolveOptions& o, const TRegisterOptions& files, const TTable
 
 // The solution found, as the variant the collection keeps: one line per key.
 void StoreSolution(TProblem& p, const TSolveResult& res) {
-  TVariant v;
-  v.name = p.variants.empty() ? "Main" : "Ostravel";
-  for (const auto& s : res.solutions) v.lines.push_back({s.keyText});
-  for (auto& old : p.variants)
-    if (old.name == v.name) {
-      old = v;
-      return;
-    }
-  p.variants.push_back(v);
+  std::vector<std::string> keys;
+  for (const auto& s : res.solutions) keys.push_back(s.keyText);
+  p.StoreFoundKeys(keys);
 }
 
 int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const TTablebaseOptions& tb) {
@@ -389,7 +378,7 @@ int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const
       std::printf("%sProblem %d: #%d %s\n", k == chosen.front() ? "" : "\n", k, p.moves, r.title.c_str());
     std::fflush(stdout);
     TProbeChain probes;
-    AttachProbes(probes, r, globalRegister.get(), tablebase);
+    AttachRunProbes(probes, r, globalRegister.get(), tablebase);
     const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
     PrintTablebaseLines(tablebase.Conclude());
     const std::string fen = p.Fen();

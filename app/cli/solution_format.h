@@ -9,12 +9,9 @@
 
 #include "engine/engine.h"
 #include "engine/search_types.h"
+#include "engine/solution_text.h"  // SolutionsText, the text form
 
 namespace ostravel::cli {
-
-// Keys ending in "!", each with its threat line and its variations, indented;
-// the fixed words in the language (LanguageId).
-std::string SolutionsText(const std::vector<TSolution>& solutions, int languageId = 1);
 
 nlohmann::json SolutionJson(const TSolution& s);
 

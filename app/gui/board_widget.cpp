@@ -52,7 +52,7 @@ bool ReadPayload(const QMimeData* m, uint8_t& code, int& from) {
   return IsValidPieceCode(code);
 }
 
-void StartDrag(QWidget* source, uint8_t code, int from, double size) {
+Qt::DropAction StartDrag(QWidget* source, uint8_t code, int from, double size) {
   auto* mime = new QMimeData;
   mime->setData(kPieceMimeType, Payload(code, from));
   auto* drag = new QDrag(source);
@@ -66,7 +66,7 @@ void StartDrag(QWidget* source, uint8_t code, int from, double size) {
   }
   drag->setPixmap(pm);
   drag->setHotSpot(QPoint(px / 2, px / 2));
-  drag->exec(Qt::MoveAction | Qt::CopyAction, Qt::MoveAction);
+  return drag->exec(Qt::MoveAction | Qt::CopyAction, Qt::MoveAction);
 }
 
 }  // namespace
@@ -247,7 +247,13 @@ void TBoardWidget::mouseMoveEvent(QMouseEvent* e) {
   const int from = pressSquare_;
   pressSquare_ = -1;
   const uint8_t code = squares_[static_cast<size_t>(from)];
-  StartDrag(this, code, from, SquareRect(from).width());
+  // Dropped where nothing takes it (beside the window): the piece leaves the board.
+  if (RunDrag(code, from) == Qt::IgnoreAction && editable_ && squares_[static_cast<size_t>(from)] == code)
+    RemovePiece(from);
+}
+
+Qt::DropAction TBoardWidget::RunDrag(uint8_t code, int from) {
+  return StartDrag(this, code, from, SquareRect(from).width());
 }
 
 void TBoardWidget::dragEnterEvent(QDragEnterEvent* e) {

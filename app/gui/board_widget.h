@@ -53,6 +53,9 @@ class TBoardWidget : public QWidget {
   void dragEnterEvent(QDragEnterEvent*) override;
   void dragMoveEvent(QDragMoveEvent*) override;
   void dropEvent(QDropEvent*) override;
+  // Runs the drag of the piece on `from` until it is dropped; the action the
+  // target took (Qt::IgnoreAction: no target took it).
+  virtual Qt::DropAction RunDrag(uint8_t code, int from);
 
  private:
   QRectF BoardRect() const;

@@ -62,48 +62,6 @@ TGuiMode ModeOfRequest(const TSolveRequest& r) {
   return TGuiMode::kAll;
 }
 
-namespace {
-
-void VariationText(const std::vector<TVariation>& vs, int blackMoveNo, int indent, std::string& out) {
-  for (const auto& v : vs) {
-    out += std::string(static_cast<size_t>(indent), ' ');
-    out += std::to_string(blackMoveNo) + "..." + v.blackText + " " + std::to_string(blackMoveNo + 1) + "." +
-           v.whiteText + (v.mate ? "#" : "") + "\n";
-    VariationText(v.next, blackMoveNo + 1, indent + 3, out);
-  }
-}
-
-}  // namespace
-
-std::string SolutionsText(const std::vector<TSolution>& solutions, int stipulation, int languageId) {
-  const std::string threat = EngineText(TEngineText::kThreat, languageId);
-  const std::string zugzwang = EngineText(TEngineText::kZugzwang, languageId);
-  std::string out;
-  for (const auto& s : solutions) {
-    out += "1." + s.keyText + "!";
-    if (s.mateIn > 0 && s.mateIn < stipulation) out += "  (#" + std::to_string(s.mateIn) + ")";
-    out += "\n";
-    if (!s.keyChecks) {
-      out += "   " + threat + " ";
-      if (s.threat.empty()) {
-        out += zugzwang;
-      } else {
-        for (size_t i = 0; i < s.threat.size(); ++i) out += (i ? " " : "") + s.threat[i];
-      }
-      out += "\n";
-    }
-    VariationText(s.variations, 1, 3, out);
-  }
-  return out;
-}
-
-TVariant KeysVariant(const std::vector<TSolution>& solutions) {
-  TVariant v;
-  v.name = "Main";
-  for (const auto& s : solutions) v.lines.push_back({s.keyText});
-  return v;
-}
-
 std::shared_ptr<TAggregatedTemporaryChessboardRegister> ReadRegister(const std::filesystem::path& path,
                                                                      std::string* report) {
   std::error_code ec;

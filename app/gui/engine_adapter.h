@@ -1,7 +1,7 @@
 #pragma once
 // The services a window needs around one engine run that the engine facade
-// does not offer yet: the text of a solution tree, the solving modes as the
-// window names them, and the register lifecycle of a solve (the pinned or
+// does not offer yet: the solving modes as the window names them, and the
+// register lifecycle of a solve (the pinned or
 // loaded register shared with the run, saving and pinning it afterwards).
 // Kept apart so that it can be swapped for the facade's own services.
 #include <array>
@@ -24,14 +24,6 @@ inline constexpr int kGuiModeCount = 7;
 void ApplyMode(TSolveRequest& r, TGuiMode m);
 // The mode a request carries (what RequestFromProblem read from the tags).
 TGuiMode ModeOfRequest(const TSolveRequest& r);
-
-// Keys ending in "!", threats, variations nested and indented; short mates
-// (a key mating in fewer than n moves) marked. Fixed words in the language.
-std::string SolutionsText(const std::vector<TSolution>& solutions, int stipulation, int languageId);
-
-// "Rg6-e6; Bd1-b3": a variant holding one line per key, the form the
-// collection keeps found solutions in ("none" when there is no key).
-TVariant KeysVariant(const std::vector<TSolution>& solutions);
 
 // The register a run of a problem works on: the user's loaded one when
 // given, else a fresh one filled from the problem's pinned file. `report`

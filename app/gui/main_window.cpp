@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QActionGroup>
 #include <QApplication>
+#include <QBuffer>
 #include <QCheckBox>
 #include <QClipboard>
 #include <QCloseEvent>
@@ -14,20 +15,24 @@
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QImage>
 #include <QInputDialog>
 #include <QLabel>
 #include <QLibraryInfo>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPainter>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QSocketNotifier>
 #include <QSpinBox>
 #include <QSplitter>
 #include <QStatusBar>
+#include <QSvgRenderer>
 #include <QTabWidget>
 #include <QTableWidget>
 #include <QThread>
@@ -35,6 +40,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "board_widget.h"
@@ -42,17 +48,21 @@
 #include "chess/fen.h"
 #include "chess/notation.h"
 #include "config/paths.h"
+#include "config/safe_file.h"
 #include "config/settings.h"
 #include "engine/analysis.h"
 #include "engine/engine.h"
 #include "engine/engine_texts.h"
+#include "engine/global_register_probe.h"
 #include "engine/mate_search.h"
+#include "engine/solution_text.h"
 #include "engine_adapter.h"
 #include "options_dialog.h"
 #include "platform/crash_handler.h"
 #include "platform/crash_trigger.h"
 #include "platform/texts.h"
 #include "problems/cp_file.h"
+#include "problems/diagram.h"
 #include "registers/register_file_pin.h"
 #include "registers/temporary_register.h"
 #include "solve_session.h"
@@ -81,6 +91,15 @@ std::vector<TMove> UnpackMoves(const QByteArray& a) {
 
 const char* const kLanguageCodes[3] = {"pl", "en", "uk"};
 
+// An e.p. square stays only behind the pawn that has just made its double
+// step, with the squares it crossed still empty.
+bool EpSquareStands(const uint8_t board[64], int ep) {
+  if (ep < 0) return true;
+  if (RankOf(ep) == 5) return board[ep - 8] == BP && board[ep] == 0 && board[ep + 8] == 0;
+  if (RankOf(ep) == 2) return board[ep + 8] == WP && board[ep] == 0 && board[ep - 8] == 0;
+  return false;
+}
+
 // The sample collection shipped with the program: the data folder's copy,
 // made from the installed or the source tree's file when missing.
 QString SampleCollectionPath() {
@@ -102,6 +121,31 @@ QString SampleCollectionPath() {
     return QFileInfo(c).absoluteFilePath();
   }
   return {};
+}
+
+// Qt's SVG renderer knows no <pattern>: the diagram's hatching of the dark
+// squares becomes the same stripes drawn by a repeating linear gradient
+// across the pattern's rotated x axis (its lines are its y axis).
+QByteArray SvgForQtRenderer(const std::string& svg) {
+  QString text = QString::fromStdString(svg);
+  static const QRegularExpression pattern(QStringLiteral(
+      R"re(<pattern id="hatch"[^>]*\bwidth="([0-9.]+)".*?stroke-width="([0-9.]+)".*?</pattern>)re"));
+  const QRegularExpressionMatch m = pattern.match(text);
+  if (!m.hasMatch()) return text.toUtf8();
+  const double period = m.captured(1).toDouble(), line = m.captured(2).toDouble();
+  if (period <= 0) return text.toUtf8();
+  const double half = std::clamp(line / 2 / period, 0.0, 0.5), d = period * std::sqrt(0.5);
+  const QString gradient =
+      QStringLiteral(
+          R"(<linearGradient id="hatch" gradientUnits="userSpaceOnUse" spreadMethod="repeat" x1="0" y1="0" )"
+          R"(x2="%1" y2="%1"><stop offset="0" stop-color="#000000"/><stop offset="%2" stop-color="#000000"/>)"
+          R"(<stop offset="%2" stop-color="#ffffff"/><stop offset="%3" stop-color="#ffffff"/>)"
+          R"(<stop offset="%3" stop-color="#000000"/><stop offset="1" stop-color="#000000"/></linearGradient>)")
+          .arg(d)
+          .arg(half)
+          .arg(1 - half);
+  text.replace(m.capturedStart(), m.capturedLength(), gradient);
+  return text.toUtf8();
 }
 
 }  // namespace
@@ -162,6 +206,8 @@ void TMainWindow::BuildActions() {
   connect(MakeAction("save", QKeySequence::Save), &QAction::triggered, this, &TMainWindow::SaveCurrent);
   connect(MakeAction("saveAs", QKeySequence("Ctrl+Shift+S")), &QAction::triggered, this,
           &TMainWindow::SaveAsDialog);
+  connect(MakeAction("exportDiagram", QKeySequence("Ctrl+E")), &QAction::triggered, this,
+          &TMainWindow::ExportDiagramDialog);
   connect(MakeAction("options", QKeySequence("Ctrl+,")), &QAction::triggered, this,
           &TMainWindow::OptionsDialog);
   connect(MakeAction("quit", QKeySequence::Quit), &QAction::triggered, this, &QWidget::close);
@@ -258,6 +304,8 @@ void TMainWindow::BuildMenus() {
   fileMenu_ = menuBar()->addMenu(QString());
   for (const char* n : {"new", "open", "openSample", "save", "saveAs"}) fileMenu_->addAction(Action(n));
   fileMenu_->addSeparator();
+  fileMenu_->addAction(Action("exportDiagram"));
+  fileMenu_->addSeparator();
   fileMenu_->addAction(Action("options"));
   fileMenu_->addSeparator();
   fileMenu_->addAction(Action("quit"));
@@ -304,6 +352,9 @@ void TMainWindow::BuildWidgets() {
     table_->horizontalHeader()->setSectionResizeMode(c, QHeaderView::Interactive);
     table_->setColumnWidth(c, columnWidths[c]);
   }
+  // The list shrinks when the window or the status line changes: the
+  // problem in hand stays in view.
+  table_->viewport()->installEventFilter(this);
   connect(table_, &QTableWidget::currentCellChanged, this, [this](int row, int, int, int) {
     if (!loading_ && row >= 0 && row != current_) SelectProblem(row);
   });
@@ -440,6 +491,7 @@ void TMainWindow::BuildWidgets() {
   lineLabel_->setWordWrap(true);
   lineLabel_->setTextInteractionFlags(Qt::TextSelectableByMouse);
   figures_ = new QLabel;
+  figures_->setObjectName("figures");
   figures_->setWordWrap(true);
   figures_->setTextInteractionFlags(Qt::TextSelectableByMouse);
   prog->addWidget(progress_);
@@ -510,6 +562,7 @@ void TMainWindow::RetranslateUi() {
       {"openSample", tr("Open &sample collection")},
       {"save", tr("&Save collection")},
       {"saveAs", tr("Save collection &as...")},
+      {"exportDiagram", tr("&Export diagram...")},
       {"options", tr("O&ptions...")},
       {"quit", tr("&Quit")},
       {"copyFen", tr("&Copy FEN")},
@@ -627,6 +680,18 @@ void TMainWindow::SetLanguage(int languageId) {
   RetranslateUi();
 }
 
+bool TMainWindow::eventFilter(QObject* watched, QEvent* e) {
+  // Once the view has set its scroll bars for the new size.
+  if (table_ && watched == table_->viewport() && e->type() == QEvent::Resize)
+    QMetaObject::invokeMethod(this, &TMainWindow::ScrollToCurrent, Qt::QueuedConnection);
+  return QMainWindow::eventFilter(watched, e);
+}
+
+void TMainWindow::ScrollToCurrent() {
+  if (current_ < 0 || current_ >= table_->rowCount()) return;
+  table_->scrollTo(table_->model()->index(current_, 0), QAbstractItemView::EnsureVisible);
+}
+
 void TMainWindow::changeEvent(QEvent* e) {
   if (e->type() == QEvent::LanguageChange) RetranslateUi();
   QMainWindow::changeEvent(e);
@@ -695,14 +760,16 @@ void TMainWindow::UpdateActions() {
   const bool has = current_ >= 0;
   TSolveSession* s = CurrentSession();
   const bool running = s && s->Running();
-  for (const char* n : {"duplicateProblem", "deleteProblem", "moveUp", "moveDown"})
+  for (const char* n : {"duplicateProblem", "deleteProblem", "moveUp", "moveDown", "exportDiagram"})
     Action(n)->setEnabled(has);
   Action("solve")->setEnabled(!running);
   Action("pause")->setEnabled(running);
   Action("pause")->setChecked(running && s->Paused());
   Action("stop")->setEnabled(running);
+  // Skipping moves can lose solutions: offered only when the setting allows it.
+  const bool manual = running && Settings().EnableManualEngineControl != 0;
   for (const char* n : {"pauseThread", "skipCurrent", "skipNext", "skip5", "skipTo", "swapNext", "shiftLast"})
-    Action(n)->setEnabled(running);
+    Action(n)->setEnabled(manual);
   Action("storeSolution")
       ->setEnabled(has && s && s->Ended() && s->Task() == TEngineTask::kMate &&
                    s->Result().status != TRunStatus::kRefused);
@@ -855,6 +922,54 @@ bool TMainWindow::SaveAsDialog() {
   return SaveCollection(p);
 }
 
+void TMainWindow::ExportDiagramDialog() {
+  if (current_ < 0) return;
+  const TProblem& p = problems_[static_cast<size_t>(current_)];
+  QString name = Q(p.description).section('\n', 0, 0).simplified();
+  name.replace(QRegularExpression(QStringLiteral("[^\\w.-]+")), QStringLiteral("_"));
+  name = name.left(60);
+  if (name.isEmpty()) name = QStringLiteral("diagram");
+  const QString folder = path_.isEmpty() ? QDir::homePath() : QFileInfo(path_).absolutePath();
+  QString selected;
+  QString file = QFileDialog::getSaveFileName(this, tr("Export diagram"), folder + "/" + name + ".svg",
+                                              tr("SVG image (*.svg);;PNG image (*.png)"), &selected);
+  if (file.isEmpty()) return;
+  if (QFileInfo(file).suffix().isEmpty()) file += selected.contains("png") ? ".png" : ".svg";
+  ExportDiagram(file);
+}
+
+bool TMainWindow::ExportDiagram(const QString& path) {
+  if (current_ < 0) return false;
+  const std::string svg = DiagramSvg(problems_[static_cast<size_t>(current_)]);
+  std::string data = svg;
+  if (QFileInfo(path).suffix().compare(QStringLiteral("png"), Qt::CaseInsensitive) == 0) {
+    // Drawn at twice the SVG's size, sharp on screens that scale.
+    QSvgRenderer renderer(SvgForQtRenderer(svg));
+    QImage image(renderer.defaultSize() * 2, QImage::Format_ARGB32);
+    image.fill(Qt::transparent);
+    {
+      QPainter painter(&image);
+      renderer.render(&painter);
+    }
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    if (!renderer.isValid() || !image.save(&buffer, "PNG")) {
+      Message(tr("Error"), tr("The diagram could not be drawn as PNG."), true);
+      return false;
+    }
+    data = png.toStdString();
+  }
+  try {
+    SafeWriteFile(path.toStdString(), data);
+  } catch (const std::exception& e) {
+    Message(tr("Error"), Q(e.what()), true);
+    return false;
+  }
+  statusBar()->showMessage(tr("Saved %1").arg(path), 5000);
+  return true;
+}
+
 bool TMainWindow::MaybeSave() {
   if (!modified_ || quiet_) return true;
   const auto b =
@@ -903,7 +1018,7 @@ void TMainWindow::SelectProblem(int index) {
   loading_ = true;
   if (index >= 0) {
     table_->setCurrentCell(index, 0);
-    table_->scrollToItem(table_->item(index, 0));
+    ScrollToCurrent();
   }
   loading_ = false;
   LoadEditors();
@@ -975,6 +1090,7 @@ void TMainWindow::EnsureProblem() {
   RefreshTable();
   LoadEditors();
   MarkModified();
+  UpdateActions();
 }
 
 void TMainWindow::MarkModified() {
@@ -989,9 +1105,11 @@ void TMainWindow::OnBoardEdited() {
   std::copy(board_->Squares().begin(), board_->Squares().end(), std::begin(p.position.initialBoard));
   // Rights the new board no longer allows go; an e.p. square without its pawn too.
   p.position.rootCastling &= CastlingRightsOfBoard(p.position.initialBoard);
+  if (!EpSquareStands(p.position.initialBoard, p.position.rootEpSquare)) p.position.rootEpSquare = -1;
   loading_ = true;
   const uint8_t bits[4] = {kCastleWK, kCastleWQ, kCastleBK, kCastleBQ};
   for (int i = 0; i < 4; ++i) castle_[i]->setChecked(p.position.rootCastling & bits[i]);
+  epBox_->setCurrentIndex(std::max(0, epBox_->findData(p.position.rootEpSquare)));
   loading_ = false;
   fenEdit_->setText(CurrentFen());
   RefreshRow(current_);
@@ -1147,7 +1265,11 @@ bool TMainWindow::Solve() {
   r.levels = static_cast<uint8_t>(levels_->value());
   r.languageId = language_;
   const TEngineTask task = defence_->isChecked() ? TEngineTask::kDefence : TEngineTask::kMate;
-  return StartSession(std::move(r), task, loadedRegister_);
+  if (!StartSession(std::move(r), task, loadedRegister_)) return false;
+  // The register read serves this run only; the run keeps it from now on.
+  loadedRegister_.reset();
+  UpdateActions();
+  return true;
 }
 
 bool TMainWindow::ResumeAnalysis(const TProblem& problem, TSolveRequest request) {
@@ -1171,6 +1293,11 @@ bool TMainWindow::StartSession(TSolveRequest r, TEngineTask task,
     sessions_.erase(it);
   }
   auto* s = new TSolveSession(p, current_ + 1);
+  if (!globalRegisterOpened_) {
+    globalRegister_ = OpenGlobalRegister();
+    globalRegisterOpened_ = true;
+  }
+  s->SetGlobalRegister(globalRegister_);
   s->SetProposalAnswer([this](int, const QString& question) { return Ask(tr("Threads"), question); });
   connect(s, &TSolveSession::logAppended, this, [this, s](const QString& text) {
     if (shown_ == s) log_->appendPlainText(text.endsWith('\n') ? text.chopped(1) : text);
@@ -1266,8 +1393,9 @@ void TMainWindow::OnSessionEnded(TSolveSession* s) {
 
 namespace {
 
+// `dual` marks a line with duals, in the window's language.
 void AddVariations(QTreeWidgetItem* parent, const std::vector<TVariation>& vs, std::vector<TMove> line,
-                   int moveNo) {
+                   int moveNo, const QString& dual) {
   for (const auto& v : vs) {
     std::vector<TMove> l = line;
     l.push_back(v.black);
@@ -1283,10 +1411,10 @@ void AddVariations(QTreeWidgetItem* parent, const std::vector<TVariation>& vs, s
     // White's other answers that are as quick: a dual.
     for (const std::string& d : v.dualTexts)
       text += QStringLiteral(", %1.%2%3").arg(moveNo + 1).arg(Q(d)).arg(mate);
-    if (!v.dualTexts.empty()) text += QStringLiteral("  (dual)");
+    if (!v.dualTexts.empty()) text += QStringLiteral("  ") + dual;
     item->setText(0, text);
     item->setData(0, kMovesRole, PackMoves(l));
-    AddVariations(item, v.next, l, moveNo + 1);
+    AddVariations(item, v.next, l, moveNo + 1, dual);
   }
 }
 
@@ -1323,18 +1451,20 @@ void TMainWindow::FillTree(TSolveSession* s) {
     key->setData(0, kMovesRole, PackMoves({sol.key}));
     if (!sol.keyChecks) {
       auto* threat = new QTreeWidgetItem(key);
-      QString t = Q(EngineText(TEngineText::kThreat, language_)) + " ";
+      // As in the copied text: "zugzwang" alone, or "threat: 2.Qh5-f7, 2.Qh5-e8".
+      QString t;
       if (sol.threat.empty()) {
-        t += Q(EngineText(TEngineText::kZugzwang, language_));
+        t = Q(EngineText(TEngineText::kZugzwang, language_));
       } else {
+        t = Q(EngineText(TEngineText::kThreat, language_)) + " ";
         QStringList moves;
-        for (const auto& m : sol.threat) moves << Q(m);
-        t += moves.join(' ');
+        for (const auto& m : sol.threat) moves << QStringLiteral("2.") + Q(m);
+        t += moves.join(QStringLiteral(", "));
       }
       threat->setText(0, t);
       threat->setData(0, kMovesRole, PackMoves({sol.key}));
     }
-    AddVariations(key, sol.variations, {sol.key}, 1);
+    AddVariations(key, sol.variations, {sol.key}, 1, tr("(dual)"));
   }
   tree_->expandToDepth(0);
 }
@@ -1353,7 +1483,7 @@ void TMainWindow::OnTreeItem(QTreeWidgetItem* item) {
 void TMainWindow::CopySolution() {
   TSolveSession* s = shown_;
   if (!s) return;
-  QString text = Q(SolutionsText(s->Solutions(), s->Problem().moves, language_));
+  QString text = Q(SolutionsText(s->Solutions(), language_));
   if (!s->EndText().isEmpty()) text += "\n" + s->EndText() + "\n";
   QGuiApplication::clipboard()->setText(text);
 }
@@ -1368,11 +1498,9 @@ bool TMainWindow::StoreSolution() {
       !quiet_)
     return false;
   TProblem& p = problems_[static_cast<size_t>(current_)];
-  TVariant v = KeysVariant(s->Solutions());
-  if (!p.variants.empty() && p.variants.front().name == v.name)
-    p.variants.front() = v;
-  else
-    p.variants.insert(p.variants.begin(), v);
+  std::vector<std::string> keys;
+  for (const TSolution& sol : s->Solutions()) keys.push_back(sol.keyText);
+  p.StoreFoundKeys(keys);
   RefreshRow(current_);
   MarkModified();
   return true;
@@ -1385,7 +1513,7 @@ void TMainWindow::ShowManualControlWarning() {
 
 bool TMainWindow::ManualControl(TManualControl c, const TMove* target) {
   TSolveSession* s = CurrentSession();
-  if (!s || !s->Running()) return false;
+  if (!s || !s->Running() || !Settings().EnableManualEngineControl) return false;
   // A skipped move is never searched: the user reads why once before acting.
   if (!manualWarned_) ShowManualControlWarning();
   const bool done = s->Control(c, target);
@@ -1434,7 +1562,7 @@ void TMainWindow::SkipToDialog() {
 
 bool TMainWindow::PauseThread(int index, bool paused) {
   TSolveSession* s = CurrentSession();
-  if (!s || !s->Running()) return false;
+  if (!s || !s->Running() || !Settings().EnableManualEngineControl) return false;
   if (!manualWarned_) ShowManualControlWarning();
   return s->PauseThread(index, paused);
 }
@@ -1564,7 +1692,12 @@ void TMainWindow::OptionsDialog() {
     Message(tr("Error"), Q(e.what()), true);
     return;
   }
-  if (RunningCount() == 0) MutableSettings() = s;
+  if (RunningCount() == 0) {
+    MutableSettings() = s;
+    // The data folder or its memory limit may have changed.
+    globalRegister_.reset();
+    globalRegisterOpened_ = false;
+  }
   if (s.LanguageId != language_) SetLanguage(s.LanguageId);
 }
 

@@ -37,7 +37,8 @@ class QGroupBox;
 
 namespace ostravel {
 class TAggregatedTemporaryChessboardRegister;
-}
+class CGlobalRegisterProbe;
+}  // namespace ostravel
 
 namespace ostravel::gui {
 
@@ -65,6 +66,8 @@ class TMainWindow : public QMainWindow {
   // Collection.
   bool OpenCollection(const QString& path);
   bool SaveCollection(const QString& path);
+  // The current problem's diagram: PNG for a ".png" path, else SVG.
+  bool ExportDiagram(const QString& path);
   void NewCollection();
   const std::vector<TProblem>& Problems() const { return problems_; }
   int CurrentProblem() const { return current_; }
@@ -89,14 +92,16 @@ class TMainWindow : public QMainWindow {
   TSolveSession* CurrentSession() const;
   int RunningCount() const;
   // Manual control of the current run's first level and the pause of one of
-  // its search threads; false when there is nothing to act on. The engine's
-  // warning is shown once before the first use.
+  // its search threads; false when there is nothing to act on or the setting
+  // EnableManualEngineControl is off. The engine's warning is shown once
+  // before the first use.
   bool ManualControl(TManualControl c, const TMove* target = nullptr);
   bool PauseThread(int index, bool paused);
   // The root's legal moves (UCI), the choice of "Skip to...".
   QStringList RootMoves() const;
   bool SkipTo(const QString& uciMove);
-  // Stores the keys of the current problem's last run as its main variant.
+  // Stores the keys of the current problem's last run as a variant, as the
+  // command line's --store does (TProblem::StoreFoundKeys).
   bool StoreSolution();
 
   // Registers: a file read for the next analysis; the register at hand (the
@@ -128,6 +133,7 @@ class TMainWindow : public QMainWindow {
  protected:
   void closeEvent(QCloseEvent* e) override;
   void changeEvent(QEvent* e) override;
+  bool eventFilter(QObject* watched, QEvent* e) override;
 
  private:
   void BuildActions();
@@ -145,6 +151,7 @@ class TMainWindow : public QMainWindow {
 
   // The problem list and the editors follow problems_[current_].
   void RefreshTable();
+  void ScrollToCurrent();
   void RefreshRow(int row);
   void LoadEditors();
   void LoadBoardFromProblem();
@@ -172,6 +179,7 @@ class TMainWindow : public QMainWindow {
   bool SaveCurrent();
   bool SaveAsDialog();
   bool MaybeSave();
+  void ExportDiagramDialog();
 
   // Solving.
   bool StartSession(TSolveRequest r, TEngineTask task,
@@ -212,6 +220,10 @@ class TMainWindow : public QMainWindow {
   std::map<uint32_t, TSolveSession*> sessions_;
   QPointer<TSolveSession> shown_;
   std::shared_ptr<TAggregatedTemporaryChessboardRegister> loadedRegister_;
+  // The precalculated data of the settings, opened at the first solve and
+  // again after the settings changed.
+  std::shared_ptr<CGlobalRegisterProbe> globalRegister_;
+  bool globalRegisterOpened_ = false;
   QString loadReport_;
   bool closing_ = false;
   std::unique_ptr<TFileWatcher> watcher_;

@@ -38,11 +38,10 @@ QString TSolveSession::Start(TSolveRequest request, TEngineTask task,
   task_ = task;
   std::vector<std::string> notes;
   runRegister_.Prepare(problem_, task, std::move(loadedRegister), request_, notes);
-  if (task == TEngineTask::kMate) {
-    // The online tablebase answers at the first levels, as in the command line.
+  // The online tablebase answers at the first levels of a mate search.
+  if (task == TEngineTask::kMate)
     tablebase_ = std::make_unique<TTablebaseSession>(TTablebaseChoice{}, Settings(), &notes);
-    tablebase_->Attach(request_, &notes);
-  }
+  AttachProbes(probes_, request_, globalRegister_.get(), tablebase_.get(), &notes);
   for (const auto& n : notes) Append(Q(n));
 
   TEngineCallbacks cb;
@@ -60,9 +59,12 @@ QString TSolveSession::Start(TSolveRequest request, TEngineTask task,
     if (e.kind != TEngineEvent::kRegisterLoaded && e.kind != TEngineEvent::kRegisterSaved &&
         e.kind != TEngineEvent::kRegisterWarning && e.kind != TEngineEvent::kAutoSaved)
       return;
-    const QString text = Q(e.kind == TEngineEvent::kAutoSaved ? "Register auto-saved to " + e.text : e.text);
+    const bool autoSaved = e.kind == TEngineEvent::kAutoSaved;
+    const QString text = Q(e.text);
     QMetaObject::invokeMethod(
-        this, [this, text] { Append(text); }, Qt::QueuedConnection);
+        this,
+        [this, autoSaved, text] { Append(autoSaved ? tr("Register auto-saved to %1").arg(text) : text); },
+        Qt::QueuedConnection);
   };
   cb.onEnd = [this](const TSolveResult& r, const std::string& text) {
     QMetaObject::invokeMethod(
@@ -184,6 +186,8 @@ void TSolveSession::OnEnd(const TSolveResult& r, const std::string& endText) {
   solutions_ = r.solutions;
   endText_ = Q(endText);
   snapshot_ = engine_.Snapshot();
+  // The figure of the whole run: one that ends before the first poll has no other.
+  if (snapshot_.seconds > 0) nodesPerSecond_ = static_cast<double>(snapshot_.nodes) / snapshot_.seconds;
   running_ = false;
   paused_ = false;
   ended_ = true;
@@ -193,6 +197,7 @@ void TSolveSession::OnEnd(const TSolveResult& r, const std::string& endText) {
     for (std::string& line : tablebase_->Conclude()) notes.push_back(std::move(line));
   for (const auto& n : notes) Append(Q(n));
   Append(endText_);
+  if (globalRegister_) Append(Q(GlobalRegisterNotice(*globalRegister_)));
   emit ended();
 }
 

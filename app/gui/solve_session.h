@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "engine/engine.h"
+#include "engine/global_register_probe.h"
+#include "engine/probe_chain.h"
 #include "engine/tablebase_session.h"
 #include "engine_adapter.h"
 #include "problems/problem.h"
@@ -34,6 +36,9 @@ class TSolveSession : public QObject {
   QString Start(TSolveRequest request, TEngineTask task,
                 std::shared_ptr<TAggregatedTemporaryChessboardRegister> loadedRegister);
   void SetProposalAnswer(TProposalAnswer a) { answer_ = std::move(a); }
+  // The precalculated data the run asks first (null: none), shared by the
+  // window's runs so that their memory limit holds for all of them.
+  void SetGlobalRegister(std::shared_ptr<CGlobalRegisterProbe> g) { globalRegister_ = std::move(g); }
 
   void Pause(bool paused);
   bool Paused() const { return paused_; }
@@ -57,6 +62,7 @@ class TSolveSession : public QObject {
   const QString& EndText() const { return endText_; }
   const QString& Log() const { return log_; }
   const TProgressSnapshot& LastSnapshot() const { return snapshot_; }
+  // Over the last poll while the run goes on, over the whole run once it ended.
   double NodesPerSecond() const { return nodesPerSecond_; }
   std::shared_ptr<TAggregatedTemporaryChessboardRegister> Register() const { return runRegister_.Register(); }
   // "Running", "Paused", "Completed", "Stopped", "Refused": the status column.
@@ -83,7 +89,11 @@ class TSolveSession : public QObject {
   TSolveRequest request_;
   TEngineTask task_ = TEngineTask::kMate;
   TRunRegister runRegister_;
-  std::unique_ptr<TTablebaseSession> tablebase_;  // the probe the run asks, if any
+  // The sources of exact answers the run asks, as the command line's solve
+  // gives them: the precalculated data, then the online tablebase.
+  std::shared_ptr<CGlobalRegisterProbe> globalRegister_;
+  std::unique_ptr<TTablebaseSession> tablebase_;
+  TProbeChain probes_;
   TProposalAnswer answer_;
   // Raised before the engine is torn down: a pending question is answered no.
   std::shared_ptr<std::atomic<bool>> closing_ = std::make_shared<std::atomic<bool>>(false);

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "chess/fen.h"
+#include "config/settings.h"
 #include "engine/probe_chain.h"
+#include "engine/solve_request.h"
+#include "engine/tablebase_session.h"
 
 namespace ostravel {
 namespace {
@@ -53,6 +56,23 @@ TEST(ProbeChain, FirstKnowingSourceAnswersWithinItsMen) {
   EXPECT_EQ(unknown.asked, 1);
   TMove out[8];
   EXPECT_EQ(chain.MovesWithoutMate(b, 2, out, 8), 2);
+}
+
+TEST(ProbeChain, AttachProbesReplacesTheProbeOfAnEarlierRun) {
+  TFakeProbe global(5, {});
+  TFakeProbe stale(7, {});
+  std::vector<std::string> notes;
+  TTablebaseSession off(TTablebaseChoice{true, ""}, TSettings{}, &notes);
+  TSolveRequest r;
+  r.probe = &stale;
+  TProbeChain chain;
+  AttachProbes(chain, r, &global, &off, &notes);
+  EXPECT_EQ(r.probe, &global);
+  TProbeChain none;
+  r.probe = &stale;
+  AttachProbes(none, r, nullptr, nullptr, &notes);
+  EXPECT_EQ(r.probe, nullptr);
+  EXPECT_TRUE(notes.empty());
 }
 
 }  // namespace

@@ -7,13 +7,18 @@
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
+#include <QImage>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QMouseEvent>
+#include <QPlainTextEdit>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QTreeWidget>
+#include <QXmlStreamReader>
 #include <QtTest>
 
 #include "board_widget.h"
@@ -23,6 +28,8 @@
 #include "main_window.h"
 #include "options_dialog.h"
 #include "platform/texts.h"
+#include "precalc/precalc_generator.h"
+#include "precalc/precalc_store.h"
 #include "solve_session.h"
 
 using namespace ostravel;
@@ -71,6 +78,31 @@ bool Eventually(F f) {
     QCoreApplication::processEvents();
   }
   return false;
+}
+
+// A board whose drags end at once with a given result, as if the user had let
+// the piece go over a target that took it, or over nothing.
+class TDropBoard : public TBoardWidget {
+ public:
+  Qt::DropAction result = Qt::IgnoreAction;
+  int drags = 0;
+
+ protected:
+  Qt::DropAction RunDrag(uint8_t, int) override {
+    ++drags;
+    return result;
+  }
+};
+
+// Presses the left button on a square and moves the mouse far enough to drag.
+void DragFrom(TBoardWidget& b, int sq) {
+  const QPointF at = b.SquareRect(sq).center();
+  QMouseEvent press(QEvent::MouseButtonPress, at, b.mapToGlobal(at), Qt::LeftButton, Qt::LeftButton,
+                    Qt::NoModifier);
+  QCoreApplication::sendEvent(&b, &press);
+  const QPointF to = at + QPointF(12, 12);
+  QMouseEvent move(QEvent::MouseMove, to, b.mapToGlobal(to), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(&b, &move);
 }
 
 }  // namespace
@@ -153,6 +185,127 @@ class TGuiTest : public QObject {
     QCOMPARE(w.LastMessage(), QStringLiteral("Illegal number of kings."));
   }
 
+  void epSquareGoesWithItsPawn() {
+    TMainWindow w;
+    w.SetQuiet(true);
+    w.NewCollection();
+    TBoardWidget* b = w.Board();
+    auto* ep = w.findChild<QComboBox*>("epSquare");
+    const int d5 = SquareOf(3, 4), d6 = SquareOf(3, 5), e4 = SquareOf(4, 3), e3 = SquareOf(4, 2);
+    QVERIFY(w.SetFen("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1"));
+    QCOMPARE(ep->currentData().toInt(), d6);
+    // Other edits leave it.
+    b->MovePiece(kE1, SquareOf(3, 0));
+    QCOMPARE(w.CurrentFen(), QStringLiteral("4k3/8/8/3pP3/8/8/8/3K4 w - D6 0 1"));
+    // The pawn moved on: no e.p. capture, in the record and in the box.
+    b->MovePiece(d5, SquareOf(3, 3));
+    QCOMPARE(w.CurrentFen(), QStringLiteral("4k3/8/8/4P3/3p4/8/8/3K4 w - - 0 1"));
+    QCOMPARE(ep->currentData().toInt(), -1);
+    QCOMPARE(w.Problems()[0].position.rootEpSquare, int8_t(-1));
+    // The pawn removed; and a piece on the square it crossed.
+    QVERIFY(w.SetFen("4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1"));
+    QCOMPARE(ep->currentData().toInt(), e3);
+    b->RemovePiece(e4);
+    QVERIFY(w.CurrentFen().endsWith(" b - - 0 1"));
+    QVERIFY(w.SetFen("4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1"));
+    b->PlacePiece(WN, e3);
+    QCOMPARE(ep->currentData().toInt(), -1);
+  }
+
+  void aPieceDroppedBesideTheBoardLeavesIt() {
+    TDropBoard b;
+    b.resize(320, 320);
+    b.PlacePiece(WQ, kE1);
+    b.PlacePiece(WR, kH1);
+    // Taken by a target (a square, the palette): the target did the edit.
+    b.result = Qt::MoveAction;
+    DragFrom(b, kE1);
+    QCOMPARE(b.drags, 1);
+    QCOMPARE(b.PieceAt(kE1), WQ);
+    // Dropped where nothing takes it: removed.
+    b.result = Qt::IgnoreAction;
+    DragFrom(b, kE1);
+    QCOMPARE(b.drags, 2);
+    QCOMPARE(b.PieceAt(kE1), uint8_t(0));
+    QCOMPARE(b.PieceAt(kH1), WR);
+    // A board showing a solution's position is not edited.
+    b.SetEditable(false);
+    DragFrom(b, kH1);
+    QCOMPARE(b.drags, 2);
+    QCOMPARE(b.PieceAt(kH1), WR);
+  }
+
+  void asksThePrecalculatedDataAndSaysWhichWereUsed() {
+    // Rook and king against king, generated into a folder of its own.
+    QTemporaryDir data;
+    {
+      CPrecalcStore store(data.path().toStdString(), 1u << 26);
+      TPrecalcGenOptions o;
+      o.threads = 2;
+      GeneratePrecalcFiles({"KRk"}, store, o, false, nullptr, nullptr);
+    }
+    const std::string before = Settings().PrecalcPath;
+    MutableSettings().PrecalcPath = data.path().toStdString();
+    TMainWindow w;
+    w.SetQuiet(true);
+    w.NewCollection();
+    QVERIFY(w.SetFen("k7/8/2K5/8/8/8/8/1R6 w - - 0 1"));
+    w.StipulationBox()->setValue(3);
+    QVERIFY(w.Solve());
+    QTRY_VERIFY_WITH_TIMEOUT(w.CurrentSession()->Ended(), 20000);
+    MutableSettings().PrecalcPath = before;
+    QCOMPARE(w.CurrentSession()->Result().status, TRunStatus::kCompleted);
+    // The notice the command line prints, in the run's log.
+    const QString log = w.CurrentSession()->Log();
+    QVERIFY2(log.contains("Global registers used: KRk"), qPrintable(log));
+    QVERIFY(w.findChild<QPlainTextEdit*>("log")->toPlainText().contains("Global registers used: KRk"));
+  }
+
+  void exportsTheDiagramAsSvgAndPng() {
+    TMainWindow w;
+    w.SetQuiet(true);
+    w.NewCollection();
+    QVERIFY(!w.Action("exportDiagram")->isEnabled());
+    QVERIFY(w.SetFen("8/3R4/5k2/8/6B1/6N1/4N3/K1B5 w - - 0 1"));
+    QVERIFY(w.Action("exportDiagram")->isEnabled());
+    const QString svg = tmp_.path() + "/diagram.svg", png = tmp_.path() + "/diagram.png";
+    QVERIFY(w.ExportDiagram(svg));
+    QVERIFY(w.ExportDiagram(png));
+    // The SVG is well-formed and holds every piece on its square.
+    QFile f(svg);
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    QXmlStreamReader xml(&f);
+    QStringList pieces;
+    while (!xml.atEnd()) {
+      if (xml.readNext() == QXmlStreamReader::StartElement && xml.attributes().hasAttribute("data-piece"))
+        pieces << xml.attributes().value("data-piece").toString() +
+                      xml.attributes().value("data-square").toString();
+    }
+    QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
+    QCOMPARE(pieces.size(), 7);
+    QVERIFY(pieces.contains("Rd7"));
+    QVERIFY(pieces.contains("kf6"));
+    // The PNG is a picture of it, larger than a blank board would compress to.
+    QImage image(png);
+    QVERIFY(!image.isNull());
+    QVERIFY(image.width() >= 8 * 48);
+    QVERIFY(image.height() > image.width());  // the stipulation line below the board
+    // The dark squares are hatched (Qt's renderer has no SVG patterns): the
+    // empty b8 is partly black, the empty a8 white.
+    const auto blackShare = [&](int file, int rank) {
+      const double unit = image.width() / 8.5;  // 48 px squares in a 408 px wide picture
+      const QRect r(int(unit / 4 + file * unit) + 4, int(unit / 4 + (7 - rank) * unit) + 4, int(unit) - 8,
+                    int(unit) - 8);
+      int black = 0;
+      for (int y = r.top(); y <= r.bottom(); ++y)
+        for (int x = r.left(); x <= r.right(); ++x) black += qGray(image.pixel(x, y)) < 128;
+      return double(black) / (r.width() * r.height());
+    };
+    QVERIFY(blackShare(1, 7) > 0.25);
+    QCOMPARE(blackShare(0, 7), 0.0);
+    QVERIFY(!w.ExportDiagram(tmp_.path() + "/no/such/folder/d.svg"));
+  }
+
   void opensTheSampleAndSolvesATwoMover() {
     TMainWindow w;
     w.SetQuiet(true);
@@ -172,9 +325,14 @@ class TGuiTest : public QObject {
     QCOMPARE(s->Result().status, TRunStatus::kCompleted);
     QCOMPARE(TopLevelTexts(w.SolutionTree()), QStringList{"1.Bg4-f5!"});
     QCOMPARE(w.ProblemTable()->item(row, 5)->text(), QStringLiteral("Completed"));
+    // Over before the first poll, yet with its speed.
+    QVERIFY(s->LastSnapshot().nodes > 0);
+    QVERIFY(s->NodesPerSecond() > 0);
+    QVERIFY(!w.findChild<QLabel*>("figures")->text().contains(" 0 nodes/s"));
     // The key's variations are below it; clicking one shows its position.
     QTreeWidgetItem* key = w.SolutionTree()->topLevelItem(0);
     QVERIFY(key->childCount() > 0);
+    QCOMPARE(key->child(0)->text(0), QStringLiteral("zugzwang"));  // a waiting key, as the copied text says
     QTreeWidgetItem* last = key->child(key->childCount() - 1);
     QVERIFY(last->text(0).endsWith('#'));
     w.SolutionTree()->setCurrentItem(key);
@@ -211,6 +369,12 @@ class TGuiTest : public QObject {
     QVERIFY(s->Running());
     QVERIFY(w.Action("stop")->isEnabled());
     QVERIFY(!w.Action("solve")->isEnabled());
+    // Manual control of the engine is off by default (EnableManualEngineControl).
+    QCOMPARE(Settings().EnableManualEngineControl, 0);
+    for (const char* n : {"pauseThread", "skipCurrent", "skipTo", "shiftLast"})
+      QVERIFY(!w.Action(n)->isEnabled());
+    QVERIFY(!w.ManualControl(TManualControl::kSkipCurrent));
+    QVERIFY(!w.PauseThread(0, true));
 
     w.Action("pause")->trigger();
     QVERIFY(s->Paused());
@@ -238,6 +402,10 @@ class TGuiTest : public QObject {
   }
 
   void steersTheFirstLevelAndPausesOneThread() {
+    MutableSettings().EnableManualEngineControl = 1;
+    struct TReset {
+      ~TReset() { MutableSettings().EnableManualEngineControl = 0; }
+    } reset;
     TMainWindow w;
     w.SetQuiet(true);
     w.NewCollection();
@@ -397,6 +565,10 @@ class TGuiTest : public QObject {
       QTRY_VERIFY_WITH_TIMEOUT(w.CurrentSession()->Ended(), 20000);
       QVERIFY(w.StoreSolution());
       QVERIFY(w.Modified());
+      // Once there is a main variant, the keys go beside it, never over it.
+      QVERIFY(w.StoreSolution());
+      QCOMPARE(w.Problems()[0].variants.size(), size_t(2));
+      QCOMPARE(w.Problems()[0].variants[1].name, std::string("Ostravel"));
       QVERIFY(w.SaveCollection(path));
       // A second save keeps the previous file as ".BAK".
       QVERIFY(w.SaveCollection(path));
@@ -430,6 +602,31 @@ class TGuiTest : public QObject {
     QCOMPARE(w.ProblemTable()->item(4, 5)->text(), QStringLiteral("Refused"));
     w.close();
     QTRY_COMPARE_WITH_TIMEOUT(w.RunningCount(), 0, 20000);
+  }
+
+  void keepsTheCurrentProblemInView() {
+    TMainWindow w;
+    w.SetQuiet(true);
+    w.resize(1280, 760);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    QVERIFY(w.OpenCollection(kSample));
+    QTableWidget* t = w.ProblemTable();
+    const auto fullyShown = [&](int row) {
+      return t->viewport()->rect().contains(t->visualItemRect(t->item(row, 0)));
+    };
+    for (int row : {int(w.Problems().size()) - 1, 0, int(w.Problems().size()) * 2 / 3}) {
+      w.SelectProblem(row);
+      QTRY_VERIFY2(fullyShown(row), qPrintable(QString::number(row)));
+    }
+    // The list gets shorter (a status line, a smaller window): the row stays in view.
+    const int row = int(w.Problems().size()) - 1;
+    w.SelectProblem(row);
+    QTRY_VERIFY(fullyShown(row));
+    for (int height : {700, 640, 600, 560}) {
+      w.resize(1280, height);
+      QTRY_VERIFY2(fullyShown(row), qPrintable(QString::number(height)));
+    }
   }
 
   void editsTheProblemList() {
@@ -486,6 +683,8 @@ class TGuiTest : public QObject {
     r.SetQuiet(true);
     QVERIFY(r.ReadRegisterFrom(file));
     QVERIFY(r.LoadReport().startsWith("File has been read: "));
+    const auto loaded = r.RegisterAtHand();
+    QVERIFY(loaded);
     QVERIFY(r.OpenCollection(collection));
     const int row = RowOf(r, "vaeth-02");
     r.SelectProblem(row);
@@ -494,7 +693,15 @@ class TGuiTest : public QObject {
              QString::number(*r.Problems()[static_cast<size_t>(row)].tmpRegFile));
     // The pinned file is loaded when the problem is solved again.
     QVERIFY(r.Solve());
+    // The register read went to this run, and to no later one.
+    QCOMPARE(r.CurrentSession()->Register(), loaded);
+    QVERIFY(!r.RegisterAtHand());
     QTRY_VERIFY_WITH_TIMEOUT(r.CurrentSession()->Ended(), 20000);
+    r.SelectProblem(RowOf(r, "vaeth-05"));
+    QVERIFY(r.Solve());
+    QVERIFY(r.CurrentSession()->Register() != loaded);
+    QTRY_VERIFY_WITH_TIMEOUT(r.CurrentSession()->Ended(), 20000);
+    r.SelectProblem(row);
     QVERIFY(r.CurrentSession()->Log().contains("File has been read: "));
     QCOMPARE(TopLevelTexts(r.SolutionTree()), (QStringList{"1.c7-c8Q!", "1.c7-c8R!"}));
     QVERIFY(r.UnpinRegister());
@@ -563,6 +770,22 @@ class TGuiTest : public QObject {
     QCOMPARE(w.Action("solve")->text(), QStringLiteral("&Розв'язати"));
     w.SetLanguage(1);
     QCOMPARE(w.Action("solve")->text(), QStringLiteral("&Solve"));
+    // Texts shown only in dialogs, the status bar, the log or the tree.
+    const std::pair<const char*, const char*> texts[] = {
+        {"ostravel::gui::TMainWindow", "Move:"},
+        {"ostravel::gui::TMainWindow", "Pause one thread"},
+        {"ostravel::gui::TMainWindow", "Thread (0-%1); a paused one is resumed:"},
+        {"ostravel::gui::TMainWindow", "Nothing to act on at the first level now."},
+        {"ostravel::gui::TMainWindow", "Test the crash handler (crashes the program)"},
+        {"ostravel::gui::TOptionsDialog", "(no effect yet)"},
+        {"ostravel::gui::TSolveSession", "Register auto-saved to %1"}};
+    for (int language : {0, 2}) {
+      w.SetLanguage(language);
+      for (const auto& [context, text] : texts)
+        QVERIFY2(QCoreApplication::translate(context, text) != QLatin1String(text), text);
+    }
+    QCOMPARE(QCoreApplication::translate("ostravel::gui::TMainWindow", "(dual)"), QStringLiteral("(дуаль)"));
+    w.SetLanguage(1);
   }
 
   // Under Xvfb only (the "screenshot" test): PNGs of the window during a solve.

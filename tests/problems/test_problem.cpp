@@ -126,5 +126,26 @@ TEST(Problem, SortIndicationMoves) {
   }
 }
 
+TEST(Problem, StoredKeysNeverDisplaceTheComposersMainVariant) {
+  using Lines = std::vector<std::vector<std::string>>;
+  // No variant yet: the keys become the main one.
+  TProblem fresh;
+  fresh.StoreFoundKeys({"Rg6-e6", "Bd1-b3"});
+  ASSERT_EQ(fresh.variants.size(), 1u);
+  EXPECT_EQ(fresh.variants[0].name, "Main");
+  EXPECT_EQ(fresh.variants[0].lines, (Lines{{"Rg6-e6"}, {"Bd1-b3"}}));
+
+  // The composer's variants stay, the main one first; a second store
+  // replaces the program's variant instead of adding another.
+  TProblem p;
+  p.variants = {{"Main", {{"Qd1-h5", "Ke8-d7"}}}, {"Try", {{"Qd1-g4"}}}};
+  p.StoreFoundKeys({"Qd1-h5"});
+  p.StoreFoundKeys({});  // no key: an empty line list
+  ASSERT_EQ(p.variants.size(), 3u);
+  EXPECT_EQ(p.variants[0], (TVariant{"Main", {{"Qd1-h5", "Ke8-d7"}}}));
+  EXPECT_EQ(p.variants[1].name, "Try");
+  EXPECT_EQ(p.variants[2], (TVariant{"Ostravel", {}}));
+}
+
 }  // namespace
 }  // namespace ostravel

@@ -156,6 +156,18 @@ PL_UK = {
 "Stopped": ("Zatrzymany", "Зупинено"),
 "Refused": ("Odrzucony", "Відхилено"),
 "Failed": ("Błąd", "Помилка"),
+"(dual)": ("(dual)", "(дуаль)"),
+"(no effect yet)": ("(jeszcze bez działania)", "(поки що не діє)"),
+"Move:": ("Ruch:", "Хід:"),
+"Nothing to act on at the first level now.": ("Na pierwszym poziomie nie ma teraz czego zmienić.", "На першому рівні зараз нічого змінити."),
+"Pause one thread": ("Wstrzymaj jeden wątek", "Призупинити один потік"),
+"Thread (0-%1); a paused one is resumed:": ("Wątek (0-%1); wstrzymany zostanie wznowiony:", "Потік (0-%1); призупинений буде відновлено:"),
+"Test the crash handler (crashes the program)": ("Testuj obsługę awarii (program ulegnie awarii)", "Перевірити обробник збоїв (програма аварійно завершиться)"),
+"Register auto-saved to %1": ("Rejestr zapisany automatycznie do %1", "Реєстр автоматично збережено в %1"),
+"&Export diagram...": ("&Eksportuj diagram...", "&Експортувати діаграму..."),
+"Export diagram": ("Eksportuj diagram", "Експортувати діаграму"),
+"SVG image (*.svg);;PNG image (*.png)": ("Obraz SVG (*.svg);;Obraz PNG (*.png)", "Зображення SVG (*.svg);;Зображення PNG (*.png)"),
+"The diagram could not be drawn as PNG.": ("Nie udało się narysować diagramu jako PNG.", "Не вдалося намалювати діаграму як PNG."),
 }
 
 def fill(path, idx):

@@ -468,6 +468,46 @@ Program do rozwiązywania ortodoksyjnych problemów szachowych typu mat w n posu
         <source>Pinned register</source>
         <translation>Przypięty rejestr</translation>
     </message>
+    <message>
+        <source>(dual)</source>
+        <translation>(dual)</translation>
+    </message>
+    <message>
+        <source>Nothing to act on at the first level now.</source>
+        <translation>Na pierwszym poziomie nie ma teraz czego zmienić.</translation>
+    </message>
+    <message>
+        <source>Move:</source>
+        <translation>Ruch:</translation>
+    </message>
+    <message>
+        <source>Pause one thread</source>
+        <translation>Wstrzymaj jeden wątek</translation>
+    </message>
+    <message>
+        <source>Thread (0-%1); a paused one is resumed:</source>
+        <translation>Wątek (0-%1); wstrzymany zostanie wznowiony:</translation>
+    </message>
+    <message>
+        <source>Test the crash handler (crashes the program)</source>
+        <translation>Testuj obsługę awarii (program ulegnie awarii)</translation>
+    </message>
+    <message>
+        <source>&amp;Export diagram...</source>
+        <translation>&amp;Eksportuj diagram...</translation>
+    </message>
+    <message>
+        <source>Export diagram</source>
+        <translation>Eksportuj diagram</translation>
+    </message>
+    <message>
+        <source>SVG image (*.svg);;PNG image (*.png)</source>
+        <translation>Obraz SVG (*.svg);;Obraz PNG (*.png)</translation>
+    </message>
+    <message>
+        <source>The diagram could not be drawn as PNG.</source>
+        <translation>Nie udało się narysować diagramu jako PNG.</translation>
+    </message>
 </context>
 <context>
     <name>ostravel::gui::TOptionsDialog</name>
@@ -587,6 +627,10 @@ Program do rozwiązywania ortodoksyjnych problemów szachowych typu mat w n posu
         <source>Size of the auto-save file in MB (0: off)</source>
         <translation>Rozmiar pliku autozapisu w MB (0: wył.)</translation>
     </message>
+    <message>
+        <source>(no effect yet)</source>
+        <translation>(jeszcze bez działania)</translation>
+    </message>
 </context>
 <context>
     <name>ostravel::gui::TSolveSession</name>
@@ -613,6 +657,10 @@ Program do rozwiązywania ortodoksyjnych problemów szachowych typu mat w n posu
     <message>
         <source>Failed</source>
         <translation>Błąd</translation>
+    </message>
+    <message>
+        <source>Register auto-saved to %1</source>
+        <translation>Rejestr zapisany automatycznie do %1</translation>
     </message>
 </context>
 </TS>

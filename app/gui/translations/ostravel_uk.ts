@@ -468,6 +468,46 @@ A solver of orthodox chess directmate problems.</source>
         <source>Pinned register</source>
         <translation>Прикріплений реєстр</translation>
     </message>
+    <message>
+        <source>(dual)</source>
+        <translation>(дуаль)</translation>
+    </message>
+    <message>
+        <source>Nothing to act on at the first level now.</source>
+        <translation>На першому рівні зараз нічого змінити.</translation>
+    </message>
+    <message>
+        <source>Move:</source>
+        <translation>Хід:</translation>
+    </message>
+    <message>
+        <source>Pause one thread</source>
+        <translation>Призупинити один потік</translation>
+    </message>
+    <message>
+        <source>Thread (0-%1); a paused one is resumed:</source>
+        <translation>Потік (0-%1); призупинений буде відновлено:</translation>
+    </message>
+    <message>
+        <source>Test the crash handler (crashes the program)</source>
+        <translation>Перевірити обробник збоїв (програма аварійно завершиться)</translation>
+    </message>
+    <message>
+        <source>&amp;Export diagram...</source>
+        <translation>&amp;Експортувати діаграму...</translation>
+    </message>
+    <message>
+        <source>Export diagram</source>
+        <translation>Експортувати діаграму</translation>
+    </message>
+    <message>
+        <source>SVG image (*.svg);;PNG image (*.png)</source>
+        <translation>Зображення SVG (*.svg);;Зображення PNG (*.png)</translation>
+    </message>
+    <message>
+        <source>The diagram could not be drawn as PNG.</source>
+        <translation>Не вдалося намалювати діаграму як PNG.</translation>
+    </message>
 </context>
 <context>
     <name>ostravel::gui::TOptionsDialog</name>
@@ -587,6 +627,10 @@ A solver of orthodox chess directmate problems.</source>
         <source>Size of the auto-save file in MB (0: off)</source>
         <translation>Розмір файлу автозбереження в МБ (0: вимк.)</translation>
     </message>
+    <message>
+        <source>(no effect yet)</source>
+        <translation>(поки що не діє)</translation>
+    </message>
 </context>
 <context>
     <name>ostravel::gui::TSolveSession</name>
@@ -613,6 +657,10 @@ A solver of orthodox chess directmate problems.</source>
     <message>
         <source>Failed</source>
         <translation>Помилка</translation>
+    </message>
+    <message>
+        <source>Register auto-saved to %1</source>
+        <translation>Реєстр автоматично збережено в %1</translation>
     </message>
 </context>
 </TS>
