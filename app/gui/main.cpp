@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "config/settings.h"
+#include "engine/autosave.h"
 #include "engine/crash_info.h"
 #include "main_window.h"
 #include "platform/crash_handler.h"
@@ -101,6 +102,8 @@ ostravel::TStartupOptions SessionOptions() {
   std::error_code ec;
   const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
   if (!ec) o.crashReportProgram = self.string();
+  // The runs' own slots besides the old single auto-save of the data folder.
+  o.forcedCloseScan.runSlots = ostravel::UnheldAutoSaveSlots;
 #ifdef OSTRAVEL_SANITIZED
   o.installCrashHandler = false;  // the sanitizers keep their own reports
 #endif

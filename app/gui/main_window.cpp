@@ -1582,16 +1582,26 @@ int TMainWindow::OfferForcedCloseRecovery(const std::vector<TForcedCloseAutoSave
       if (answer == QMessageBox::Cancel) {
         SetAsideForcedCloseAutoSave(a);
       } else if (answer == QMessageBox::Yes) {
+        if (RunningCount() >= 4) {  // ResumeAnalysis would refuse it
+          // Left as it is: offered again at the next start.
+          Message(title, Q(EngineText(TEngineText::kTooManyProblems, language_)) + "\n" + Q(file), true);
+          continue;
+        }
+        // A slot is resumed as itself: the run saves on into it and removes
+        // it once complete. An old single file is loaded from where it lies.
         TResumeSource src;
-        src.registerFile = file;
-        src.problemFile = a.problemFile.string();
+        src.slot = a.slot;
+        if (a.slot.empty()) {
+          src.registerFile = file;
+          src.problemFile = a.problemFile.string();
+        }
         const TResumePlan plan = PlanResume(src, Settings(), DataFolder());
         if (!plan.error.empty()) {
           Message(title, Q(plan.error) + "\n" + Q(file), true);
           continue;
         }
-        // The slot is ours only once the analysis can really go on.
-        ClaimForcedCloseAutoSave(a);
+        // The file is ours only once the analysis can really go on.
+        if (a.slot.empty()) ClaimForcedCloseAutoSave(a);
         if (ResumeAnalysis(plan.problem, plan.request)) ++resumed;
       }
     } catch (const std::exception& e) {
