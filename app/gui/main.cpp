@@ -93,6 +93,12 @@ void EngineCrashInfo(ostravel::TCrashExtendedInfo& info) {
   ostravel::FillEngineCrashInfo(info);
 }
 
+// Each search thread gets its alternate signal stack, so that a stack
+// overflow there is logged too.
+void PrepareEngineThread() {
+  ostravel::PrepareThreadForCrashHandler();
+}
+
 // Step 2: the program session: the single-instance lock, the settings (read
 // once), the lower priority, the crash handler, "Program opened" in the
 // program log and the scan for analyses cut off by a forced close.
@@ -220,7 +226,10 @@ int main(int argc, char** argv) {
 
   // Outlives the application: its end writes "Program close".
   ostravel::TProgramSession session(SessionOptions());
-  if (session.CrashHandlerActive()) ostravel::AddCrashInfoProvider(EngineCrashInfo);
+  if (session.CrashHandlerActive()) {
+    ostravel::AddCrashInfoProvider(EngineCrashInfo);
+    ostravel::SetEngineThreadStartHook(PrepareEngineThread);
+  }
   const ostravel::TSettings& settings = ostravel::Settings();
 
   QApplication app(argc, argv);
