@@ -8,6 +8,7 @@
 #include <atomic>
 
 #include "engine/run_registry.h"
+#include "registers/temporary_register.h"
 
 namespace ostravel {
 
@@ -39,6 +40,7 @@ void FillEngineCrashInfo(TExtendedInfo& info) {
   info.setProblemsBeingStoppedIds_size = setProblemsBeingStoppedIds.size();
   info.bRunning = info.setRunningProblemsIds_size != 0;
   info.g_bIsCurrentProblemRunningOrFinalizing = info.bRunning;
+  info.g_bCleaningTempReg = g_nCleaningTempReg.load(std::memory_order_relaxed) != 0 ? 1 : 0;
 }
 
 }  // namespace ostravel

@@ -16,6 +16,7 @@
 #include "engine/mate_search.h"
 #include "engine/split_levels.h"
 #include "platform/crash_trigger.h"
+#include "registers/temporary_register.h"
 #include "support/test_support.h"
 
 namespace ostravel {
@@ -188,6 +189,32 @@ TEST(CrashHandlerThreadTest, StackOverflowInAnEngineWorkerIsLogged) {
   const TCrashRun bare = overflowInWorker(false);
   EXPECT_EQ(bare.signal, SIGSEGV);
   EXPECT_EQ(bare.files, 0u);
+}
+
+void EngineState(TCrashExtendedInfo& info) {
+  FillEngineCrashInfo(info);
+}
+
+// The shell's activities reach the log: the front end's flags, a paint of
+// the board and the register's clean-up through the engine's provider.
+TEST(CrashHandlerThreadTest, ExtendedInfoShowsWhatWasUnderWay) {
+#ifdef OSTRAVEL_SANITIZED
+  GTEST_SKIP() << "the sanitizer takes these signals first";
+#endif
+  const TCrashRun run = CrashChild([] {
+    AddCrashInfoProvider(EngineState);
+    const TCrashShellActivity regress(TCrashShellFlag::kRegressionTestsPending);
+    { const TCrashShellActivity ended(TCrashShellFlag::kRegressionsTestsProcPending); }
+    { const TCrashPaintScope firstPaint; }
+    const TCrashPaintScope secondPaint;
+    ++g_nCleaningTempReg;
+    TriggerCrash(TCrashKind::kNullWrite);
+  });
+  ASSERT_EQ(run.files, 1u);
+  ExpectInOrder(run.text, {"g_bRegressionTestsPending=1\n", "g_bRegressionsTestsProcPending=0\n",
+                           "g_bDrawingCurrentChessboard=1\n", "g_bPreparingChessboard=0\n",
+                           "g_bWMPaintComplete=0\n", "g_bWMPaintPending=1\n", "g_bFirstWMPaintComplete=1\n",
+                           "g_bCleaningTempReg=1\n", "g_bStopPending=0\n"});
 }
 
 TEST(CrashHandlerLogTest, CodesAndDescriptions) {
