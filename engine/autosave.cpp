@@ -303,6 +303,37 @@ std::vector<TAutoSaveListing> ListAutoSaves(const fs::path& dataFolder) {
   return out;
 }
 
+std::string AdoptAutoSave(const fs::path& dataFolder, const fs::path& registerFile,
+                          const fs::path& problemFile, uint32_t problemId) {
+  std::unique_ptr<TAutoSaveSlot> slot = TAutoSaveSlot::Create(dataFolder, problemId);
+  const TAutoSavePaths to = TAutoSavePaths::In(slot->Folder());
+  std::error_code ec;
+  fs::rename(registerFile, to.registerFile, ec);
+  if (ec) {
+    slot->Remove();
+    throw std::runtime_error("Cannot move " + registerFile.string() + " to " + to.registerFile.string() +
+                             ": " + ec.message());
+  }
+  // Without them the register is still worth its slot: the resume says what is missing.
+  fs::rename(AutoSaveInfoPath(registerFile.string()), to.infoFile, ec);
+  fs::rename(problemFile, to.problemFile, ec);
+  TAutoSaveInfo info;
+  try {
+    info = ReadAutoSaveInfo(to.registerFile.string());
+  } catch (const std::exception&) {
+    info = CurrentAutoSaveInfo({});
+  }
+  // Ours from now on, so that nobody else offers it before the run claims it.
+  info.ProcessId = static_cast<long long>(::getpid());
+  info.ProcessFileName = CurrentExecutablePath();
+  try {
+    WriteAutoSaveInfo(to.registerFile.string(), info);
+  } catch (const std::exception&) {
+    // The run's claim writes it again, and refuses the slot if it cannot.
+  }
+  return slot->Id();
+}
+
 std::vector<std::pair<std::string, fs::path>> UnheldAutoSaveSlots(const fs::path& dataFolder) {
   std::vector<std::pair<std::string, fs::path>> out;
   std::error_code ec;

@@ -105,6 +105,15 @@ struct TAutoSaveListing {
 // The slots of a data folder, oldest first.
 std::vector<TAutoSaveListing> ListAutoSaves(const std::filesystem::path& dataFolder);
 
+// Moves an auto-save of the older layout (a register, its companion and its
+// problem, anywhere in the data folder) into a new slot of its own, names
+// this process in the companion and returns the slot's id: resumed by that
+// id, the run saves on into the slot and removes it once complete. Throws
+// when the slot cannot be made or the register cannot be moved; then the
+// files stay where they were.
+std::string AdoptAutoSave(const std::filesystem::path& dataFolder, const std::filesystem::path& registerFile,
+                          const std::filesystem::path& problemFile, uint32_t problemId = 0);
+
 // The slots that no living run holds and that keep a register, oldest first,
 // as (slot id, register file): what the start-up offers to resume once the
 // companion shows that its writer was closed forcibly (that test is the

@@ -1,7 +1,5 @@
 #include "platform/forced_close.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <stdexcept>
 
@@ -85,15 +83,6 @@ std::vector<TForcedCloseAutoSave> FindForcedCloseAutoSaves(const fs::path& folde
   std::sort(regs.begin(), regs.end());
   for (const fs::path& reg : regs) CheckOne(reg, {}, scan, found);
   return found;
-}
-
-TAutoSaveInfo ClaimForcedCloseAutoSave(const TForcedCloseAutoSave& autoSave) {
-  // Read again: the record may be older than the file by now.
-  TAutoSaveInfo info = ReadAutoSaveInfo(autoSave.registerFile.string());
-  info.ProcessId = static_cast<long long>(::getpid());
-  info.ProcessFileName = OwnExecutablePath();
-  WriteAutoSaveInfo(autoSave.registerFile.string(), info);
-  return info;
 }
 
 fs::path SetAsideForcedCloseAutoSave(const TForcedCloseAutoSave& autoSave) {

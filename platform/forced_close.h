@@ -6,9 +6,9 @@
 // versions kept the auto-save in the data folder itself. At start-up every
 // auto-save whose writer no longer runs is offered to the user: Yes resumes
 // it (a slot by its id, so the run goes on saving there and removes it when
-// complete; an old single file after ClaimForcedCloseAutoSave), Cancel puts
-// it aside under ".BAK" (SetAsideForcedCloseAutoSave), No leaves it to be
-// offered again next time.
+// complete; an old single file is first moved into a slot, which the engine
+// does), Cancel puts it aside under ".BAK" (SetAsideForcedCloseAutoSave), No
+// leaves it to be offered again next time.
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -64,14 +64,6 @@ std::vector<TForcedCloseAutoSave> FindForcedCloseAutoSaves(const std::filesystem
 // The same for explicitly named register files.
 std::vector<TForcedCloseAutoSave> CheckForcedCloseAutoSaves(
     const std::vector<std::filesystem::path>& registerFiles, const TForcedCloseScan& scan = {});
-
-// Yes for an old single file (a slot's claim by the resumed run does the
-// same): the auto-save now belongs to this process. Writes the current process
-// id and executable into the companion, keeping its other keys, and returns
-// the record (its memory ratios, when not -1, replace the current ones for
-// the resumed run). Throws std::runtime_error when the companion cannot be
-// written; then nothing was changed.
-TAutoSaveInfo ClaimForcedCloseAutoSave(const TForcedCloseAutoSave& autoSave);
 
 // Cancel: renames the register to ".BAK" ("AutoSave.tmpReg" -> "AutoSave.BAK",
 // or "AutoSave.2.BAK"... when that exists, so no older file is overwritten)

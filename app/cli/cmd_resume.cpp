@@ -202,8 +202,6 @@ int RunResume(const std::vector<std::string>& argsIn) {
   src.writerRunning = [](const TAutoSaveInfo& info) {
     return ProcessRunning(info.ProcessId, info.ProcessFileName);
   };
-  // An old single auto-save taken from the question: removed once complete.
-  std::optional<TForcedCloseAutoSave> oldFile;
   if (files.empty() && src.slot.empty()) {
     const TOffer mode = setAside                       ? TOffer::kSetAside
                         : yes || !isatty(STDIN_FILENO) ? TOffer::kYes
@@ -219,23 +217,18 @@ int RunResume(const std::vector<std::string>& argsIn) {
       std::printf("Nothing resumed.\n");
       return failed ? kExitFailure : kExitOk;
     }
-    if (chosen && !chosen->slot.empty()) {
-      src.slot = chosen->slot;
-    } else if (chosen) {
-      src.registerFile = chosen->registerFile.string();
-      src.problemFile = chosen->problemFile.string();
-      oldFile = chosen;
+    if (chosen) {
+      try {
+        // An old single file moves into a slot, which the run removes once complete.
+        src.slot = chosen->slot.empty() ? AdoptAutoSave(dataFolder, chosen->registerFile, chosen->problemFile)
+                                        : chosen->slot;
+      } catch (const std::exception& e) {
+        return BadInput(std::string("resume: ") + e.what());
+      }
     }
   }
   TResumePlan plan = PlanResume(src, Settings(), dataFolder);
   if (!plan.error.empty()) return BadInput("resume: " + plan.error);
-  if (oldFile) {
-    try {
-      ClaimForcedCloseAutoSave(*oldFile);
-    } catch (const std::exception& e) {
-      return BadInput(std::string("resume: ") + e.what());
-    }
-  }
   TSolveRequest& r = plan.request;
   r.threads = static_cast<uint8_t>(threads);
   if (!autosave) r.autoSave.enabled = false;
@@ -277,13 +270,7 @@ int RunResume(const std::vector<std::string>& argsIn) {
   }
   // The analysis is complete: the data folder's older single auto-save it
   // resumed has nothing left to recover either.
-  if (oldFile) {
-    std::error_code ec;
-    for (const auto& f : {oldFile->registerFile, oldFile->companionFile, oldFile->problemFile})
-      std::filesystem::remove(f, ec);
-  } else if (files.empty() && plan.slot.empty()) {
-    RemoveAutoSave(dataFolder);
-  }
+  if (files.empty() && plan.slot.empty()) RemoveAutoSave(dataFolder);
   return kExitOk;
 }
 

@@ -44,6 +44,7 @@
 #include "config/paths.h"
 #include "config/settings.h"
 #include "engine/analysis.h"
+#include "engine/autosave.h"
 #include "engine/engine.h"
 #include "engine/engine_texts.h"
 #include "engine/mate_search.h"
@@ -1588,20 +1589,14 @@ int TMainWindow::OfferForcedCloseRecovery(const std::vector<TForcedCloseAutoSave
           continue;
         }
         // A slot is resumed as itself: the run saves on into it and removes
-        // it once complete. An old single file is loaded from where it lies.
+        // it once complete. An old single file moves into a slot first.
         TResumeSource src;
-        src.slot = a.slot;
-        if (a.slot.empty()) {
-          src.registerFile = file;
-          src.problemFile = a.problemFile.string();
-        }
+        src.slot = a.slot.empty() ? AdoptAutoSave(DataFolder(), a.registerFile, a.problemFile) : a.slot;
         const TResumePlan plan = PlanResume(src, Settings(), DataFolder());
         if (!plan.error.empty()) {
           Message(title, Q(plan.error) + "\n" + Q(file), true);
           continue;
         }
-        // The file is ours only once the analysis can really go on.
-        if (a.slot.empty()) ClaimForcedCloseAutoSave(a);
         if (ResumeAnalysis(plan.problem, plan.request)) ++resumed;
       }
     } catch (const std::exception& e) {

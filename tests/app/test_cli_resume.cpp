@@ -200,10 +200,14 @@ TEST_F(ResumeQuestion, OldSingleAutoSaveIsResumedAndRemovedWhenComplete) {
   const fs::path reg = LeftByAForcedClose(1, false);
   const TRun r = RunScripted({"resume", "--yes"});
   ASSERT_EQ(r.code, 0) << r.out << r.err;
-  EXPECT_NE(r.out.find("Resuming #5: problem 1 from " + reg.string()), std::string::npos) << r.out;
+  // It moved into a slot of its own, which the completed run removed.
+  EXPECT_NE(r.out.find("Resuming #5: problem 1 from " + AutoSaveSlotsFolder(home_).string()),
+            std::string::npos)
+      << r.out;
   EXPECT_FALSE(fs::exists(reg));
   EXPECT_FALSE(fs::exists(AutoSaveInfoPath(reg.string())));
   EXPECT_FALSE(fs::exists(home_ / "AutoSave.cp"));
+  EXPECT_TRUE(ListAutoSaves(home_).empty());
 }
 
 }  // namespace

@@ -236,6 +236,27 @@ TEST_F(AutoSave, ClaimedSlotNamesItsNewWriterAtOnce) {
             ::getpid());
 }
 
+TEST_F(AutoSave, OldSingleAutoSaveMovesIntoASlotOfItsOwn) {
+  const fs::path home = test::UseFreshHome();
+  WriteAutoSave(*reg, problem, home, 16);
+  const TAutoSavePaths old = TAutoSavePaths::In(home);
+  const std::string id = AdoptAutoSave(home, old.registerFile, old.problemFile, 5);
+  for (const fs::path& p : {old.registerFile, old.infoFile, old.problemFile})
+    EXPECT_FALSE(fs::exists(p)) << p;
+  const auto slots = ListAutoSaves(home);
+  ASSERT_EQ(slots.size(), 1u);
+  EXPECT_EQ(slots[0].id, id);
+  EXPECT_TRUE(slots[0].resumable);
+  EXPECT_EQ(slots[0].info.ProcessId, ::getpid());  // nobody else offers it meanwhile
+  EXPECT_EQ(slots[0].info.Description, "Zepler, 1935");
+  auto back = test::NewRegister();
+  EXPECT_TRUE(ReadRegisterFile(*back, slots[0].paths.registerFile, kSmallRegisterBuckets).completed);
+
+  // A register that cannot be moved leaves no slot behind.
+  EXPECT_THROW(AdoptAutoSave(home, home / "AutoSave.tmpReg", home / "AutoSave.cp"), std::runtime_error);
+  EXPECT_EQ(ListAutoSaves(home).size(), 1u);
+}
+
 TEST_F(AutoSave, CancelSetsASlotsRegisterAside) {
   const fs::path home = test::UseFreshHome();
   {
