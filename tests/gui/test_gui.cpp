@@ -27,6 +27,7 @@
 #include "config/paths.h"
 #include "config/settings.h"
 #include "engine/autosave.h"
+#include "engine/engine_texts.h"
 #include "engine/solve_request.h"
 #include "main_window.h"
 #include "options_dialog.h"
@@ -418,6 +419,28 @@ class TGuiTest : public QObject {
     const auto found = FindForcedCloseAutoSaves(home, scan);
     QCOMPARE(found.size(), size_t{1});
     QCOMPARE(found[0].slot, folder.filename().string());
+
+    {
+      // With four analyses going, Yes cannot be carried out: the window says
+      // so and leaves the auto-save for the next start.
+      TMainWindow busy;
+      busy.SetQuiet(true);
+      busy.NewCollection();
+      busy.SetAnswerHook([](const QString&, const QString&) { return static_cast<int>(QMessageBox::Yes); });
+      for (int i = 0; i < 4; ++i) {
+        SetUpLongProblem(busy);
+        busy.findChild<QSpinBox*>("threads")->setValue(1);
+        QVERIFY(busy.Solve());
+        busy.Action("pause")->trigger();
+      }
+      QCOMPARE(busy.RunningCount(), 4);
+      QCOMPARE(busy.OfferForcedCloseRecovery(found), 0);
+      QVERIFY(busy.LastMessage().startsWith(
+          QString::fromStdString(EngineText(TEngineText::kTooManyProblems, busy.Language()))));
+      QVERIFY(std::filesystem::exists(reg));
+      busy.close();
+      QTRY_COMPARE_WITH_TIMEOUT(busy.RunningCount(), 0, 20000);
+    }
 
     TMainWindow w;
     w.SetQuiet(true);
