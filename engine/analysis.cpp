@@ -114,7 +114,7 @@ TResumePlan PlanResume(const TResumeSource& src, const TSettings& s, const fs::p
           plan.error = e.what();
           return plan;
         }
-        if (!src.force && !WasClosedForcibly(info)) {
+        if (!src.force && src.writerRunning && src.writerRunning(info)) {
           plan.error = "the analysis that wrote " + regFile.string() + " still runs (process " +
                        std::to_string(info.ProcessId) + "); --force resumes it anyway";
           return plan;

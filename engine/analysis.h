@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "config/autosave_info.h"
 #include "engine/engine.h"
 #include "problems/problem.h"
 #include "problems/reference_table.h"
@@ -54,6 +55,10 @@ struct TResumeSource {
   std::string problemFile;
   int index = 1;       // the problem of the collection, from 1
   bool force = false;  // resume the data folder's old single auto-save even though its writer seems to run
+  // Whether the process its companion names still runs (the platform's
+  // process test, which this layer cannot see); unset: taken as ended. Only
+  // the old single auto-save needs it: a slot's lock tells about its run.
+  std::function<bool(const TAutoSaveInfo&)> writerRunning;
 };
 
 struct TResumePlan {

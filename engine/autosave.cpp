@@ -1,15 +1,12 @@
 #include "engine/autosave.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 #include "config/paths.h"
@@ -22,28 +19,6 @@ namespace ostravel {
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string FileNameOf(const std::string& path) {
-  const std::size_t slash = path.find_last_of('/');
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-std::string ReadSmallFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return {};
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
-
-// A process that has ended but was not yet waited for still answers kill().
-bool IsZombie(long long pid) {
-  const std::string stat = ReadSmallFile("/proc/" + std::to_string(pid) + "/stat");
-  const std::size_t close = stat.rfind(')');
-  if (close == std::string::npos || close + 2 >= stat.size()) return false;
-  const char state = stat[close + 2];
-  return state == 'Z' || state == 'X';
-}
 
 // Written whole beside the target and renamed over it.
 void WriteFileAtomically(const fs::path& path, const std::string& text) {
@@ -71,6 +46,12 @@ fs::path FolderOrData(const fs::path& folder) {
   return folder.empty() ? DataFolder() : folder;
 }
 
+std::string CurrentExecutablePath() {
+  std::error_code ec;
+  const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
+  return ec ? std::string() : exe.string();
+}
+
 }  // namespace
 
 TAutoSavePaths TAutoSavePaths::In(const fs::path& folder) {
@@ -80,12 +61,6 @@ TAutoSavePaths TAutoSavePaths::In(const fs::path& folder) {
   p.problemFile = folder / kAutoSaveProblemName;
   p.infoFile = AutoSaveInfoPath(p.registerFile.string());
   return p;
-}
-
-std::string CurrentExecutablePath() {
-  std::error_code ec;
-  const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
-  return ec ? std::string() : exe.string();
 }
 
 TAutoSaveInfo CurrentAutoSaveInfo(const std::string& description, int maxMemRatioForPrecalculatedData,
@@ -276,7 +251,23 @@ std::unique_ptr<TAutoSaveSlot> TAutoSaveSlot::Claim(const fs::path& dataFolder, 
                                   : "cannot lock " + (folder / kAutoSaveLockName).string();
     return nullptr;
   }
-  return std::unique_ptr<TAutoSaveSlot>(new TAutoSaveSlot(id, folder, fd));
+  std::unique_ptr<TAutoSaveSlot> slot(new TAutoSaveSlot(id, folder, fd));
+  const std::string reg = TAutoSavePaths::In(folder).registerFile.string();
+  TAutoSaveInfo info;
+  try {
+    info = ReadAutoSaveInfo(reg);
+  } catch (const std::exception&) {
+    info = CurrentAutoSaveInfo({});  // none yet, or unreadable: start afresh
+  }
+  info.ProcessId = static_cast<long long>(::getpid());
+  info.ProcessFileName = CurrentExecutablePath();
+  try {
+    WriteAutoSaveInfo(reg, info);
+  } catch (const std::exception& e) {
+    if (why) *why = e.what();
+    return nullptr;  // the lock goes with the slot
+  }
+  return slot;
 }
 
 void TAutoSaveSlot::Remove() {
@@ -312,60 +303,43 @@ std::vector<TAutoSaveListing> ListAutoSaves(const fs::path& dataFolder) {
   return out;
 }
 
-// ---------------------------------------------------------------- forced close
-
-bool WriterProcessRunning(long long pid, const std::string& processFileName) {
-  if (pid <= 0 || pid > INT_MAX) return false;
-  if (::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) return false;
-  if (IsZombie(pid)) return false;
-  const std::string want = FileNameOf(processFileName);
-  if (want.empty()) return true;
-  const std::string proc = "/proc/" + std::to_string(pid);
+std::string AdoptAutoSave(const fs::path& dataFolder, const fs::path& registerFile,
+                          const fs::path& problemFile, uint32_t problemId) {
+  std::unique_ptr<TAutoSaveSlot> slot = TAutoSaveSlot::Create(dataFolder, problemId);
+  const TAutoSavePaths to = TAutoSavePaths::In(slot->Folder());
   std::error_code ec;
-  std::string exe = fs::read_symlink(proc + "/exe", ec).string();
-  if (!ec && !exe.empty()) {
-    // A rebuilt program still runs under its old name.
-    const std::string deleted = " (deleted)";
-    if (exe.size() > deleted.size() && exe.compare(exe.size() - deleted.size(), deleted.size(), deleted) == 0)
-      exe.resize(exe.size() - deleted.size());
-    return FileNameOf(exe) == want;
+  fs::rename(registerFile, to.registerFile, ec);
+  if (ec) {
+    slot->Remove();
+    throw std::runtime_error("Cannot move " + registerFile.string() + " to " + to.registerFile.string() +
+                             ": " + ec.message());
   }
-  // Another user's process: only its command name (15 characters) is readable.
-  std::string comm = ReadSmallFile(proc + "/comm");
-  while (!comm.empty() && (comm.back() == '\n' || comm.back() == '\r')) comm.pop_back();
-  if (comm.empty()) return true;  // nothing to tell it by
-  return comm == want.substr(0, 15);
-}
-
-bool WasClosedForcibly(const TAutoSaveInfo& info) {
-  return !WriterProcessRunning(info.ProcessId, info.ProcessFileName);
-}
-
-std::optional<TAutoSaveRecovery> FindForcedCloseAutoSave(const fs::path& folder) {
-  TAutoSaveRecovery r;
-  r.paths = TAutoSavePaths::In(FolderOrData(folder));
-  std::error_code ec;
-  if (!fs::exists(r.paths.registerFile, ec) || !fs::exists(r.paths.problemFile, ec) ||
-      !fs::exists(r.paths.infoFile, ec))
-    return std::nullopt;
+  // Without them the register is still worth its slot: the resume says what is missing.
+  fs::rename(AutoSaveInfoPath(registerFile.string()), to.infoFile, ec);
+  fs::rename(problemFile, to.problemFile, ec);
+  TAutoSaveInfo info;
   try {
-    r.info = ReadAutoSaveInfo(r.paths.registerFile.string());
+    info = ReadAutoSaveInfo(to.registerFile.string());
   } catch (const std::exception&) {
-    return std::nullopt;
+    info = CurrentAutoSaveInfo({});
   }
-  if (!WasClosedForcibly(r.info)) return std::nullopt;
-  return r;
+  // Ours from now on, so that nobody else offers it before the run claims it.
+  info.ProcessId = static_cast<long long>(::getpid());
+  info.ProcessFileName = CurrentExecutablePath();
+  try {
+    WriteAutoSaveInfo(to.registerFile.string(), info);
+  } catch (const std::exception&) {
+    // The run's claim writes it again, and refuses the slot if it cannot.
+  }
+  return slot->Id();
 }
 
-std::string ForcedCloseQuestionText(const fs::path& registerFile) {
-  return "The last program analysis seems to have been closed forcibly.\n\nPartial solution data is "
-         "available in "
-         "file\n" +
-         registerFile.string() +
-         "\n(you can load it using menu 'Advanced->Read temporary register from file' and restart "
-         "analysis)\n\n"
-         "Do you want to use it automatically and resume interrupted analysis?\n\n"
-         "Press Cancel to avoid displaying this message again (the file extention will be changed to .BAK)";
+std::vector<std::pair<std::string, fs::path>> UnheldAutoSaveSlots(const fs::path& dataFolder) {
+  std::vector<std::pair<std::string, fs::path>> out;
+  std::error_code ec;
+  for (const TAutoSaveListing& l : ListAutoSaves(dataFolder))
+    if (!l.ownerRunning && fs::exists(l.paths.registerFile, ec)) out.emplace_back(l.id, l.paths.registerFile);
+  return out;
 }
 
 }  // namespace ostravel

@@ -16,8 +16,8 @@
 // belongs to nobody and can be resumed, and a slot whose lock is held is
 // never written by anybody else.
 //
-// An older layout kept one auto-save in the data folder itself;
-// FindForcedCloseAutoSave still finds that one.
+// An older layout kept one auto-save in the data folder itself; resume still
+// takes it, and the start-up scan (platform/forced_close.h) still offers it.
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -27,6 +27,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "config/autosave_info.h"
@@ -72,7 +73,9 @@ class TAutoSaveSlot {
   // folder cannot be made or locked.
   static std::unique_ptr<TAutoSaveSlot> Create(const std::filesystem::path& dataFolder, uint32_t problemId);
   // An existing slot, for a resume; nullptr with the reason in *why when it
-  // does not exist or its owner still runs.
+  // does not exist, its owner still runs or its companion cannot be written.
+  // The companion names this process at once, so that a crash before the
+  // first save is not taken for the earlier writer's.
   static std::unique_ptr<TAutoSaveSlot> Claim(const std::filesystem::path& dataFolder, const std::string& id,
                                               std::string* why);
   ~TAutoSaveSlot();
@@ -101,6 +104,22 @@ struct TAutoSaveListing {
 
 // The slots of a data folder, oldest first.
 std::vector<TAutoSaveListing> ListAutoSaves(const std::filesystem::path& dataFolder);
+
+// Moves an auto-save of the older layout (a register, its companion and its
+// problem, anywhere in the data folder) into a new slot of its own, names
+// this process in the companion and returns the slot's id: resumed by that
+// id, the run saves on into the slot and removes it once complete. Throws
+// when the slot cannot be made or the register cannot be moved; then the
+// files stay where they were.
+std::string AdoptAutoSave(const std::filesystem::path& dataFolder, const std::filesystem::path& registerFile,
+                          const std::filesystem::path& problemFile, uint32_t problemId = 0);
+
+// The slots that no living run holds and that keep a register, oldest first,
+// as (slot id, register file): what the start-up offers to resume once the
+// companion shows that its writer was closed forcibly (that test is the
+// platform's: TForcedCloseScan::runSlots takes this function).
+std::vector<std::pair<std::string, std::filesystem::path>> UnheldAutoSaveSlots(
+    const std::filesystem::path& dataFolder);
 
 // Removes the auto-save files of a folder (an analysis that ended normally
 // leaves nothing to recover). Missing files are no error.
@@ -154,32 +173,5 @@ class TAutoSaver {
   std::string lastError_;
   std::thread thread_;
 };
-
-// ---------------------------------------------------------------- forced close
-
-// The process's own executable (its full path).
-std::string CurrentExecutablePath();
-
-// Whether the process pid runs the executable named processFileName (a path
-// or a bare name; only the file name is compared). A process that exists but
-// runs another program means the id was reused. An empty name cannot be
-// compared: the process counts as the writer.
-bool WriterProcessRunning(long long pid, const std::string& processFileName);
-
-// Whether the analysis that wrote this companion was closed forcibly: its
-// writer process no longer runs.
-bool WasClosedForcibly(const TAutoSaveInfo& info);
-
-struct TAutoSaveRecovery {
-  TAutoSavePaths paths;
-  TAutoSaveInfo info;
-};
-
-// The auto-save of folder (the data folder when empty) when it has its
-// register, problem and companion and its writer was closed forcibly.
-std::optional<TAutoSaveRecovery> FindForcedCloseAutoSave(const std::filesystem::path& folder = {});
-
-// The start-up message about such an auto-save (question form).
-std::string ForcedCloseQuestionText(const std::filesystem::path& registerFile);
 
 }  // namespace ostravel

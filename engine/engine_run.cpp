@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "engine/crash_info.h"
 #include "engine/mate_search.h"
 #include "engine/run_internal.h"
 #include "engine/run_register.h"
@@ -589,16 +590,19 @@ void RunBody(TRunShared& st) {
 }  // namespace
 
 void EngineThreadProc(std::shared_ptr<TRunShared> run) {
+  EngineThreadStarted();
   TEngineThreadProcFlag flag;
   RunBody(*run);
 }
 
 void EngineThreadProc_BlackMoves(std::shared_ptr<TRunShared> run) {
+  EngineThreadStarted();
   RunBody(*run);
   --g_nEngineThreadProcBlackMovesPending;
 }
 
 void EngineThreadProc_AuxMate(std::shared_ptr<TRunShared> run) {
+  EngineThreadStarted();
   RunBody(*run);
   --g_nEngineThreadProcAuxMatePending;
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "engine/crash_info.h"
 #include "engine/level_queue.h"
 #include "engine/mate_search.h"
 #include "engine/threads.h"
@@ -47,6 +48,7 @@ TSplitJob* TWorkerPool::OpenJobLocked() const {
 }
 
 void TWorkerPool::Loop(TWorkerSlot& slot) {
+  EngineThreadStarted();
   std::unique_lock<std::mutex> lk(lock_);
   // Counted idle from parking until it takes work, wake-ups without work
   // included, so that a split node never misses a free worker.

@@ -50,7 +50,9 @@ std::atomic<bool> g_installed{false};
 std::atomic<long> g_handlingThread{0};
 std::atomic<TCrashInfoProvider> g_providers[kMaxProviders];
 TCrashExtendedInfo g_shellState;  // current problem and board
-TCrashExtendedInfo g_info;        // filled at the crash
+constexpr int kShellFlags = static_cast<int>(TCrashShellFlag::kStopAnimateVariant) + 1;
+std::atomic<int> g_shellFlags[kShellFlags];
+TCrashExtendedInfo g_info;  // filled at the crash
 
 void CopyText(char* dst, std::size_t cap, std::string_view s) {
   const std::size_t n = std::min(s.size(), cap - 1);
@@ -393,6 +395,19 @@ void WriteStack(ucontext_t* uc, bool fromSignal) {
 void WriteExtendedInfo() {
   g_out.S("\n").S(kSectionRule).S("Extended Info           \n").S(kSectionRule);
   g_info = g_shellState;
+  auto flag = [](TCrashShellFlag f) {
+    return g_shellFlags[static_cast<int>(f)].load(std::memory_order_relaxed);
+  };
+  g_info.g_bRegressionTestsPending = flag(TCrashShellFlag::kRegressionTestsPending);
+  g_info.g_bRegressionsTestsProcPending = flag(TCrashShellFlag::kRegressionsTestsProcPending);
+  g_info.g_bDrawingCurrentChessboard = flag(TCrashShellFlag::kDrawingCurrentChessboard);
+  g_info.g_bPreparingChessboard = flag(TCrashShellFlag::kPreparingChessboard);
+  g_info.g_bWMPaintPending = flag(TCrashShellFlag::kWMPaintPending);
+  g_info.g_bWMPaintComplete = flag(TCrashShellFlag::kWMPaintComplete);
+  g_info.g_bFirstWMPaintComplete = flag(TCrashShellFlag::kFirstWMPaintComplete);
+  g_info.g_bShowWholeSolution = flag(TCrashShellFlag::kShowWholeSolution);
+  g_info.g_bVariantAnimationPending = flag(TCrashShellFlag::kVariantAnimationPending);
+  g_info.g_bStopAnimateVariant = flag(TCrashShellFlag::kStopAnimateVariant);
   for (auto& slot : g_providers)
     if (TCrashInfoProvider p = slot.load()) p(g_info);
   const TCrashExtendedInfo& x = g_info;
@@ -746,6 +761,24 @@ bool AddCrashInfoProvider(TCrashInfoProvider provider) {
 
 void RemoveCrashInfoProviders() {
   for (auto& slot : g_providers) slot.store(nullptr);
+}
+
+void SetCrashShellFlag(TCrashShellFlag flag, bool on) {
+  const int i = static_cast<int>(flag);
+  if (i >= 0 && i < kShellFlags) g_shellFlags[i].store(on ? 1 : 0, std::memory_order_relaxed);
+}
+
+TCrashPaintScope::TCrashPaintScope() {
+  SetCrashShellFlag(TCrashShellFlag::kWMPaintComplete, false);
+  SetCrashShellFlag(TCrashShellFlag::kWMPaintPending, true);
+  SetCrashShellFlag(TCrashShellFlag::kDrawingCurrentChessboard, true);
+}
+
+TCrashPaintScope::~TCrashPaintScope() {
+  SetCrashShellFlag(TCrashShellFlag::kDrawingCurrentChessboard, false);
+  SetCrashShellFlag(TCrashShellFlag::kWMPaintPending, false);
+  SetCrashShellFlag(TCrashShellFlag::kWMPaintComplete, true);
+  SetCrashShellFlag(TCrashShellFlag::kFirstWMPaintComplete, true);
 }
 
 void SetCrashCurrentProblem(std::string_view text, int number) {

@@ -73,6 +73,45 @@ bool PrepareThreadForCrashHandler();
 bool AddCrashInfoProvider(TCrashInfoProvider provider);
 void RemoveCrashInfoProviders();
 
+// The shell's activities of the log's extended info that a front end raises
+// itself (the engine's and the register's come through the engine's
+// provider). Plain flags, read by the handler without a lock.
+enum class TCrashShellFlag {
+  kRegressionTestsPending,       // g_bRegressionTestsPending: a regression run was asked for
+  kRegressionsTestsProcPending,  // g_bRegressionsTestsProcPending: its loop over the problems runs
+  kDrawingCurrentChessboard,     // g_bDrawingCurrentChessboard
+  kPreparingChessboard,          // g_bPreparingChessboard
+  kWMPaintPending,               // g_bWMPaintPending: a paint is under way
+  kWMPaintComplete,              // g_bWMPaintComplete: the last paint ended
+  kFirstWMPaintComplete,         // g_bFirstWMPaintComplete: the window was painted once
+  kShowWholeSolution,            // g_bShowWholeSolution
+  kVariantAnimationPending,      // g_bVariantAnimationPending
+  kStopAnimateVariant,           // g_bStopAnimateVariant
+};
+void SetCrashShellFlag(TCrashShellFlag flag, bool on);
+
+// Raises a flag for the life of the object.
+class TCrashShellActivity {
+ public:
+  explicit TCrashShellActivity(TCrashShellFlag flag) : flag_(flag) { SetCrashShellFlag(flag_, true); }
+  ~TCrashShellActivity() { SetCrashShellFlag(flag_, false); }
+  TCrashShellActivity(const TCrashShellActivity&) = delete;
+  TCrashShellActivity& operator=(const TCrashShellActivity&) = delete;
+
+ private:
+  TCrashShellFlag flag_;
+};
+
+// A paint of the board, for the life of the object: drawing and paint pending
+// while it lasts, then paint complete (and the first paint complete).
+class TCrashPaintScope {
+ public:
+  TCrashPaintScope();
+  ~TCrashPaintScope();
+  TCrashPaintScope(const TCrashPaintScope&) = delete;
+  TCrashPaintScope& operator=(const TCrashPaintScope&) = delete;
+};
+
 // The shell's current problem and board (text and number), copied now so
 // the handler needs no allocation.
 void SetCrashCurrentProblem(std::string_view text, int number);

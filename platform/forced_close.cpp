@@ -1,7 +1,5 @@
 #include "platform/forced_close.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <stdexcept>
 
@@ -42,46 +40,49 @@ bool AutoSaveWriterEnded(const TAutoSaveInfo& info) {
   return !ProcessRunning(info.ProcessId, info.ProcessFileName);
 }
 
+namespace {
+
+void CheckOne(const fs::path& reg, const std::string& slot, const TForcedCloseScan& scan,
+              std::vector<TForcedCloseAutoSave>& found) {
+  TForcedCloseAutoSave a;
+  a.slot = slot;
+  a.registerFile = reg;
+  a.companionFile = AutoSaveInfoPath(reg.string());
+  if (!Exists(a.registerFile) || !Exists(a.companionFile)) return;
+  try {
+    a.info = ReadAutoSaveInfo(reg.string());
+  } catch (const std::exception&) {
+    return;
+  }
+  if (!AutoSaveWriterEnded(a.info)) return;
+  const fs::path problem = scan.problemFileOf ? scan.problemFileOf(reg) : fs::path();
+  if (!problem.empty() && Exists(problem)) a.problemFile = problem;
+  found.push_back(std::move(a));
+}
+
+}  // namespace
+
 std::vector<TForcedCloseAutoSave> CheckForcedCloseAutoSaves(const std::vector<fs::path>& registerFiles,
                                                             const TForcedCloseScan& scan) {
   std::vector<TForcedCloseAutoSave> found;
-  for (const fs::path& reg : registerFiles) {
-    TForcedCloseAutoSave a;
-    a.registerFile = reg;
-    a.companionFile = AutoSaveInfoPath(reg.string());
-    if (!Exists(a.registerFile) || !Exists(a.companionFile)) continue;
-    try {
-      a.info = ReadAutoSaveInfo(reg.string());
-    } catch (const std::exception&) {
-      continue;
-    }
-    if (!AutoSaveWriterEnded(a.info)) continue;
-    const fs::path problem = scan.problemFileOf ? scan.problemFileOf(reg) : fs::path();
-    if (!problem.empty() && Exists(problem)) a.problemFile = problem;
-    found.push_back(std::move(a));
-  }
+  for (const fs::path& reg : registerFiles) CheckOne(reg, {}, scan, found);
   return found;
 }
 
 std::vector<TForcedCloseAutoSave> FindForcedCloseAutoSaves(const fs::path& folder,
                                                            const TForcedCloseScan& scan) {
+  std::vector<TForcedCloseAutoSave> found;
+  if (scan.runSlots)
+    for (const auto& [id, reg] : scan.runSlots(folder)) CheckOne(reg, id, scan, found);
   std::vector<fs::path> regs;
   std::error_code ec;
   for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
     const std::string name = it->path().filename().string();
-    if (scan.isRegisterName(name)) regs.push_back(it->path());
+    if (scan.isRegisterName(name) && it->is_regular_file(ec)) regs.push_back(it->path());
   }
   std::sort(regs.begin(), regs.end());
-  return CheckForcedCloseAutoSaves(regs, scan);
-}
-
-TAutoSaveInfo ClaimForcedCloseAutoSave(const TForcedCloseAutoSave& autoSave) {
-  // Read again: the record may be older than the file by now.
-  TAutoSaveInfo info = ReadAutoSaveInfo(autoSave.registerFile.string());
-  info.ProcessId = static_cast<long long>(::getpid());
-  info.ProcessFileName = OwnExecutablePath();
-  WriteAutoSaveInfo(autoSave.registerFile.string(), info);
-  return info;
+  for (const fs::path& reg : regs) CheckOne(reg, {}, scan, found);
+  return found;
 }
 
 fs::path SetAsideForcedCloseAutoSave(const TForcedCloseAutoSave& autoSave) {

@@ -24,7 +24,7 @@ TProgramSession::TProgramSession(const TStartupOptions& options) {
   LogProgramOpened(logFolder_);
   std::filesystem::path autoSaves = options.autoSaveFolder;
   if (autoSaves.empty()) autoSaves = FileLocations().dataFolder;
-  forcedClose_ = FindForcedCloseAutoSaves(autoSaves);
+  forcedClose_ = FindForcedCloseAutoSaves(autoSaves, options.forcedCloseScan);
 }
 
 TProgramSession::~TProgramSession() {

@@ -20,6 +20,9 @@ struct TStartupOptions {
   std::filesystem::path lockFolder;      // RuntimeFolder() when empty
   std::filesystem::path logFolder;       // LogFolder() when empty
   std::filesystem::path autoSaveFolder;  // the data folder when empty
+  // How auto-saves are found there; a front end sets its slots (the
+  // engine's UnheldAutoSaveSlots).
+  TForcedCloseScan forcedCloseScan;
   // The program that shows a crash report ("--show-crash-report <log>");
   // empty: none (a command-line program).
   std::string crashReportProgram;

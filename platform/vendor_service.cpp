@@ -9,6 +9,7 @@
 #include <mutex>
 #include <sstream>
 
+#include "config/ini_file.h"
 #include "config/settings.h"
 
 namespace ostravel {
@@ -133,6 +134,37 @@ bool FetchServiceMessages(const std::string& base, const std::string& type, std:
   if (!Request(MessageServiceRequestUrl(base, type), nullptr, &reply, error)) return false;
   *out = ParseServiceMessages(reply);
   return true;
+}
+
+std::vector<TServiceMessage> CheckServiceMessages(const std::string& base, int lastProcessedId,
+                                                  std::string* error) {
+  std::vector<TServiceMessage> all;
+  if (base.empty()) return all;  // no address: nothing is sent
+  if (!FetchServiceMessages(base, kMessageServiceType, &all, error)) return {};
+  return NewServiceMessages(std::move(all), lastProcessedId);
+}
+
+TServiceMessageCheck::TServiceMessageCheck(std::string base, int lastProcessedId, TDone done) {
+  if (base.empty()) return;
+  thread_ = std::thread([base = std::move(base), lastProcessedId, done = std::move(done)] {
+    std::string error;
+    std::vector<TServiceMessage> fresh = CheckServiceMessages(base, lastProcessedId, &error);
+    if (done) done(std::move(fresh), std::move(error));
+  });
+}
+
+TServiceMessageCheck::~TServiceMessageCheck() {
+  if (thread_.joinable()) thread_.join();
+}
+
+void RememberProcessedServiceMessage(int id, const std::filesystem::path& optionsFile) {
+  TIniFile ini;
+  ini.Load(optionsFile);
+  ini.SetInt(kSettingsSection, "LastProcessedMsgId", id);
+  std::error_code ec;
+  std::filesystem::create_directories(optionsFile.parent_path(), ec);
+  ini.Save(optionsFile);
+  MutableSettings().LastProcessedMsgId = id;
 }
 
 std::string CrashReportRequestUrl(const std::string& url, uint64_t physicalMemoryMB) {

@@ -4,7 +4,10 @@
 // address (MessageServiceUrl, CrashReportUrl); with the default, empty
 // addresses, nothing is ever sent anywhere.
 #include <cstdint>
+#include <filesystem>
+#include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace ostravel {
@@ -32,6 +35,36 @@ std::vector<TServiceMessage> NewServiceMessages(std::vector<TServiceMessage> mes
 // failed; then *out is left empty.
 bool FetchServiceMessages(const std::string& base, const std::string& type, std::vector<TServiceMessage>* out,
                           std::string* error);
+
+// The "&type=" of the program's requests.
+inline constexpr const char* kMessageServiceType = "desktop";
+
+// The start-up check: with base set, asks the service and returns the
+// messages above lastProcessedId, oldest first; with base empty nothing is
+// sent anywhere and none come back. A failed request gives none, the reason
+// in *error.
+std::vector<TServiceMessage> CheckServiceMessages(const std::string& base, int lastProcessedId,
+                                                  std::string* error = nullptr);
+
+// The same on a thread of its own, so that a slow service never holds up
+// the start; done runs on that thread (a window passes the messages on to
+// its own). The destructor waits for the request (at most its time-out).
+class TServiceMessageCheck {
+ public:
+  using TDone = std::function<void(std::vector<TServiceMessage> messages, std::string error)>;
+  TServiceMessageCheck(std::string base, int lastProcessedId, TDone done);
+  ~TServiceMessageCheck();
+  TServiceMessageCheck(const TServiceMessageCheck&) = delete;
+  TServiceMessageCheck& operator=(const TServiceMessageCheck&) = delete;
+
+ private:
+  std::thread thread_;
+};
+
+// Remembers the last message shown: LastProcessedMsgId in the options file
+// (only that key changes; every other line stays) and in the settings in
+// memory. Throws std::runtime_error when the file cannot be written.
+void RememberProcessedServiceMessage(int id, const std::filesystem::path& optionsFile);
 
 // Whether the crash message offers to send the report.
 inline bool CrashReportOffered(const std::string& reportUrl) {

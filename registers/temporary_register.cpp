@@ -269,6 +269,10 @@ uint64_t TAggregatedTemporaryChessboardRegister::RemoveNMovers(uint32_t targetCo
   TExclusiveGateGuard x(gate_);
   const uint32_t count = total_.load();
   if (count <= targetCount) return 0;  // another thread has made room meanwhile
+  struct TCleaning {
+    TCleaning() { ++g_nCleaningTempReg; }
+    ~TCleaning() { --g_nCleaningTempReg; }
+  } cleaning;
   const uint64_t toRemove = count - targetCount;
 
   constexpr uint32_t kRanks = TTemporaryChessboardRegister<0>::kMaxCleanUpRank + 1;

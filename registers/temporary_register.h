@@ -24,6 +24,10 @@
 
 namespace ostravel {
 
+// Clean-ups of a register under way in the process (g_bCleaningTempReg of a
+// crash log, which reads it without a lock).
+inline std::atomic<int> g_nCleaningTempReg{0};
+
 // Answers of the look-ups.
 constexpr uint8_t kRegNoMate = 0;            // no mate in n is proved
 constexpr uint8_t kRegMate = 1;              // a mate in n plies or fewer is proved

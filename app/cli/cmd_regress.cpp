@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 #include "chess/notation.h"
 #include "command.h"
@@ -12,6 +13,7 @@
 #include "engine/engine.h"
 #include "engine/engine_texts.h"
 #include "interrupt.h"
+#include "platform/crash_handler.h"
 #include "problems/cp_file.h"
 #include "solution_format.h"
 
@@ -98,11 +100,13 @@ int RunRegress(const std::vector<std::string>& args) {
   if (coll.moreErrors)
     std::fprintf(stderr, "ostravel-cli: %s: %s\n", file.c_str(), coll.MoreErrorsText().c_str());
 
+  const TCrashShellActivity regressionRun(TCrashShellFlag::kRegressionTestsPending);
   const double limit = brief ? std::max(1, Settings().ShortRegTestSeconds) : 0.0;
   std::atomic<bool> interrupt{false};
   InterruptGuard guard(&interrupt);
   int passed = 0, failed = 0, timedOut = 0, skipped = 0;
   bool stopped = false;
+  std::optional<TCrashShellActivity> loop(TCrashShellFlag::kRegressionsTestsProcPending);
   for (size_t i = 0; i < coll.problems.size() && !stopped; ++i) {
     const TProblem& p = coll.problems[i];
     const int k = static_cast<int>(i) + 1;
@@ -162,6 +166,7 @@ int RunRegress(const std::vector<std::string>& args) {
     }
     std::fflush(stdout);
   }
+  loop.reset();
   if (skipped) std::printf("%d skipped (no stored solution or Black to move)\n", skipped);
   if (timedOut) std::printf("%d timed out (counted as neither passed nor failed)\n", timedOut);
   std::printf("%d passed, %d failed\n", passed, failed);

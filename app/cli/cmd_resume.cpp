@@ -1,11 +1,16 @@
 // ostravel-cli resume: continues an analysis from its saved register: by
 // default an auto-save of the data folder (the slot a stopped or killed run
-// left behind), or a given register and collection. The loaded register is
-// the one the search runs on, so everything it had proved is answered at once.
+// left behind, offered with the window's question), or a given register and
+// collection. The loaded register is the one the search runs on, so
+// everything it had proved is answered at once.
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <ctime>
+#include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +20,9 @@
 #include "engine/analysis.h"
 #include "engine/autosave.h"
 #include "interrupt.h"
+#include "platform/forced_close.h"
+#include "platform/process.h"
+#include "platform/texts.h"
 #include "register_options.h"
 #include "solution_format.h"
 
@@ -24,17 +32,26 @@ namespace {
 void Help() {
   std::printf(
       "Usage: ostravel-cli resume [REGISTER.tmpReg PROBLEMS.cp] [--run ID] [--index K] [--threads T]\n"
-      "                           [--time-limit S] [--no-autosave] [--force] [register options]\n"
+      "                           [--time-limit S] [--no-autosave] [--force] [--yes | --set-aside]\n"
+      "                           [register options]\n"
       "       ostravel-cli resume --list\n\n"
       "Loads a saved temporary register and continues the analysis of its problem on it.\n"
       "Every mate search auto-saves into a slot of its own (AutoSave/<run>/ in the data\n"
-      "folder) and holds a lock on it while it runs. Without files, resume continues the\n"
-      "slot named by --run, or else the newest slot whose run has ended (or the data\n"
-      "folder's own AutoSave.tmpReg of older versions). A slot whose run still lives is\n"
+      "folder) and holds a lock on it while it runs. A slot whose run still lives is\n"
       "never taken; the resumed run saves into the same slot and removes it when the\n"
       "analysis completes.\n\n"
+      "Without files and --run, resume offers, newest first, each auto-save whose\n"
+      "writer was closed forcibly (its process no longer runs), as the desktop program\n"
+      "does at start: y resumes it, n leaves it for later, c renames it to .BAK so it\n"
+      "is not offered again. An auto-save whose problem file is missing can only be\n"
+      "loaded by hand; its note is printed. When stdin is not a terminal and neither\n"
+      "--yes nor --set-aside is given, the newest one is resumed without asking. When\n"
+      "none was closed forcibly, the newest slot whose run has ended is resumed (or the\n"
+      "data folder's own AutoSave.tmpReg of older versions).\n\n"
       "  --list           list the auto-save slots: id, state, problem\n"
       "  --run ID         the slot to resume\n"
+      "  --yes            resume the newest auto-save left by a forced close without asking\n"
+      "  --set-aside      rename every auto-save left by a forced close to .BAK; resume none\n"
       "  --index K        the problem of the collection (1-based, default 1)\n"
       "  --threads T      search threads (default 1)\n"
       "  --time-limit S   stop after S seconds; the register is then auto-saved again, and a\n"
@@ -62,6 +79,60 @@ int List(const std::filesystem::path& dataFolder) {
   return kExitOk;
 }
 
+enum class TOffer { kAsk, kYes, kSetAside };
+
+// The window's question on the terminal: y, n or c (end of input: n).
+TForcedCloseAnswer Ask(const std::string& question) {
+  std::printf("%s\n", question.c_str());
+  for (;;) {
+    std::printf("Yes, No or Cancel? [y/n/c] ");
+    std::fflush(stdout);
+    std::string line;
+    if (!std::getline(std::cin, line)) {
+      std::printf("\n");
+      return TForcedCloseAnswer::kNo;
+    }
+    line.erase(0, line.find_first_not_of(" \t"));
+    const char c = line.empty() ? '\0' : static_cast<char>(std::tolower(static_cast<unsigned char>(line[0])));
+    if (c == 'y') return TForcedCloseAnswer::kYes;
+    if (c == 'n') return TForcedCloseAnswer::kNo;
+    if (c == 'c') return TForcedCloseAnswer::kCancel;
+  }
+}
+
+// Offers the auto-saves a forced close left, newest first. Returns the one to
+// resume, or nothing; *failed when one could not be set aside.
+std::optional<TForcedCloseAutoSave> OfferForcedCloses(const std::filesystem::path& dataFolder, TOffer mode,
+                                                      bool* anyOffered, bool* failed) {
+  TForcedCloseScan scan;
+  scan.runSlots = UnheldAutoSaveSlots;
+  std::vector<TForcedCloseAutoSave> offered = FindForcedCloseAutoSaves(dataFolder, scan);
+  std::reverse(offered.begin(), offered.end());
+  *anyOffered = !offered.empty();
+  const int lang = Settings().LanguageId;
+  for (const TForcedCloseAutoSave& a : offered) {
+    const std::string file = a.registerFile.string();
+    if (!a.Resumable()) {
+      std::printf("%s\n\n", ForcedCloseInformationMessage(file, lang).c_str());
+      continue;
+    }
+    const TForcedCloseAnswer answer = mode == TOffer::kYes ? TForcedCloseAnswer::kYes
+                                      : mode == TOffer::kSetAside
+                                          ? TForcedCloseAnswer::kCancel
+                                          : Ask(ForcedCloseQuestionMessage(file, lang));
+    if (answer == TForcedCloseAnswer::kYes) return a;
+    if (answer == TForcedCloseAnswer::kCancel) {
+      try {
+        std::printf("Set aside as %s\n", SetAsideForcedCloseAutoSave(a).c_str());
+      } catch (const std::exception& e) {
+        std::fprintf(stderr, "ostravel-cli: resume: %s\n", e.what());
+        *failed = true;
+      }
+    }
+  }
+  return std::nullopt;
+}
+
 int RunResume(const std::vector<std::string>& argsIn) {
   if (WantsHelp(argsIn)) {
     Help();
@@ -74,7 +145,7 @@ int RunResume(const std::vector<std::string>& argsIn) {
   TResumeSource src;
   int threads = 1;
   double timeLimit = 0;
-  bool autosave = true, list = false;
+  bool autosave = true, list = false, yes = false, setAside = false;
   for (std::size_t i = 0; i < args.size(); ++i) {
     const std::string& a = args[i];
     auto next = [&]() -> const std::string* { return i + 1 < args.size() ? &args[++i] : nullptr; };
@@ -99,6 +170,10 @@ int RunResume(const std::vector<std::string>& argsIn) {
         autosave = false;
       } else if (a == "--force") {
         src.force = true;
+      } else if (a == "--yes") {
+        yes = true;
+      } else if (a == "--set-aside") {
+        setAside = true;
       } else if (!a.starts_with("--")) {
         files.push_back(a);
       } else {
@@ -111,6 +186,11 @@ int RunResume(const std::vector<std::string>& argsIn) {
   if (files.size() == 1 || files.size() > 2)
     return BadInput("resume: give both REGISTER and PROBLEMS, or neither");
   if (!files.empty() && !src.slot.empty()) return BadInput("resume: --run takes no files");
+  if (yes && setAside) return BadInput("resume: --yes and --set-aside exclude each other");
+  if ((yes || setAside) && (!files.empty() || !src.slot.empty() || list))
+    return BadInput(
+        "resume: --yes and --set-aside answer the forced-close question; they take no files, --run or "
+        "--list");
 
   for (const std::string& w : LoadSettings()) std::fprintf(stderr, "Warning: %s\n", w.c_str());
   const std::filesystem::path dataFolder = DataFolder();
@@ -118,6 +198,34 @@ int RunResume(const std::vector<std::string>& argsIn) {
   if (!files.empty()) {
     src.registerFile = files[0];
     src.problemFile = files[1];
+  }
+  src.writerRunning = [](const TAutoSaveInfo& info) {
+    return ProcessRunning(info.ProcessId, info.ProcessFileName);
+  };
+  if (files.empty() && src.slot.empty()) {
+    const TOffer mode = setAside                       ? TOffer::kSetAside
+                        : yes || !isatty(STDIN_FILENO) ? TOffer::kYes
+                                                       : TOffer::kAsk;
+    bool anyOffered = false, failed = false;
+    const std::optional<TForcedCloseAutoSave> chosen =
+        OfferForcedCloses(dataFolder, mode, &anyOffered, &failed);
+    if (mode == TOffer::kSetAside) {
+      if (!anyOffered) std::printf("No auto-save was left by a forced close.\n");
+      return failed ? kExitFailure : kExitOk;
+    }
+    if (mode == TOffer::kAsk && anyOffered && !chosen) {
+      std::printf("Nothing resumed.\n");
+      return failed ? kExitFailure : kExitOk;
+    }
+    if (chosen) {
+      try {
+        // An old single file moves into a slot, which the run removes once complete.
+        src.slot = chosen->slot.empty() ? AdoptAutoSave(dataFolder, chosen->registerFile, chosen->problemFile)
+                                        : chosen->slot;
+      } catch (const std::exception& e) {
+        return BadInput(std::string("resume: ") + e.what());
+      }
+    }
   }
   TResumePlan plan = PlanResume(src, Settings(), dataFolder);
   if (!plan.error.empty()) return BadInput("resume: " + plan.error);

@@ -73,6 +73,12 @@ namespace {
   ostravel::FillEngineCrashInfo(info);
 }
 
+// Each search thread gets its alternate signal stack, so that a stack
+// overflow there is logged too.
+[[maybe_unused]] void PrepareEngineThread() {
+  ostravel::PrepareThreadForCrashHandler();
+}
+
 // The crash handler, unless UseSystemCrashHandler leaves crashes to the
 // system. Sanitizer builds keep their own reports.
 void InstallCrashHandlerUnlessDisabled() {
@@ -90,6 +96,7 @@ void InstallCrashHandlerUnlessDisabled() {
   options.stderrNote = "ostravel-cli: crashed; crash log written to";
   InstallCrashHandler(options);
   AddCrashInfoProvider(EngineCrashInfo);
+  SetEngineThreadStartHook(PrepareEngineThread);
 #endif
 }
 

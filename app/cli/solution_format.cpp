@@ -11,6 +11,7 @@
 #include "engine/engine_texts.h"
 #include "engine/mate_search.h"
 #include "interrupt.h"
+#include "platform/crash_handler.h"
 
 namespace ostravel::cli {
 
@@ -183,6 +184,9 @@ std::string ConsoleProgressLine(const TProgressSnapshot& s) {
 
 TCliRunOutcome RunOnEngine(const TSolveRequest& r, TEngineTask task, const TCliRunOptions& opt) {
   TCliRunOutcome out;
+  // A crash log names the problem in hand and its position.
+  SetCrashCurrentProblem(r.title, static_cast<int>(r.problemId));
+  SetCrashCurrentChessboard(ProblemOfRequest(r).Fen(), static_cast<int>(r.problemId));
   TEngine engine;
   TEngineCallbacks cb;
   cb.onMessage = [&opt](const TEngineMessage& m) {

@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "chess/board.h"
+#include "platform/crash_handler.h"
 
 namespace ostravel::gui {
 
@@ -198,6 +199,7 @@ int TBoardWidget::SquareAt(const QPoint& pt) const {
 }
 
 void TBoardWidget::paintEvent(QPaintEvent*) {
+  const TCrashPaintScope painting;  // a crash log tells that the board was being drawn
   QPainter p(this);
   const QRectF b = BoardRect();
   for (int sq = 0; sq < 64; ++sq) {

@@ -1,7 +1,8 @@
 // ostravel: the desktop application. Start-up runs in the order below, each
 // step one function: the command line, the program session (single
 // instance, settings, priority, crash handler, program log, forced-close
-// scan), the application, the notes, the window, the recovery questions.
+// scan), the application, the notes, the window, the recovery questions, the
+// message service.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -15,11 +16,14 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "config/paths.h"
 #include "config/settings.h"
+#include "engine/autosave.h"
 #include "engine/crash_info.h"
 #include "main_window.h"
 #include "platform/crash_handler.h"
@@ -92,6 +96,12 @@ void EngineCrashInfo(ostravel::TCrashExtendedInfo& info) {
   ostravel::FillEngineCrashInfo(info);
 }
 
+// Each search thread gets its alternate signal stack, so that a stack
+// overflow there is logged too.
+void PrepareEngineThread() {
+  ostravel::PrepareThreadForCrashHandler();
+}
+
 // Step 2: the program session: the single-instance lock, the settings (read
 // once), the lower priority, the crash handler, "Program opened" in the
 // program log and the scan for analyses cut off by a forced close.
@@ -101,6 +111,8 @@ ostravel::TStartupOptions SessionOptions() {
   std::error_code ec;
   const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
   if (!ec) o.crashReportProgram = self.string();
+  // The runs' own slots besides the old single auto-save of the data folder.
+  o.forcedCloseScan.runSlots = ostravel::UnheldAutoSaveSlots;
 #ifdef OSTRAVEL_SANITIZED
   o.installCrashHandler = false;  // the sanitizers keep their own reports
 #endif
@@ -192,6 +204,37 @@ void ShowSettingsWarnings(ostravel::gui::TMainWindow& w, const std::vector<std::
   }
 }
 
+// Step 7: news from the message service, only when the settings name its
+// address (by default nothing is sent anywhere). The request runs on its own
+// thread; the window shows what is new and remembers the last one shown.
+std::unique_ptr<ostravel::TServiceMessageCheck> CheckServiceMessages(ostravel::gui::TMainWindow& w) {
+  const ostravel::TSettings& s = ostravel::Settings();
+  if (s.MessageServiceUrl.empty()) return nullptr;
+  return std::make_unique<ostravel::TServiceMessageCheck>(
+      s.MessageServiceUrl, s.LastProcessedMsgId,
+      [&w](std::vector<ostravel::TServiceMessage> messages, std::string) {
+        if (messages.empty()) return;
+        // The check ends before the window does (see main), so w is there.
+        QMetaObject::invokeMethod(
+            &w,
+            [&w, messages] {
+              const int lang = ostravel::Settings().LanguageId;
+              const QString title =
+                  QString::fromUtf8(ostravel::ShellText(ostravel::TShellText::kInformationTitle, lang));
+              for (const auto& m : messages)
+                QMessageBox::information(&w, title, QString::fromStdString(m.text));
+              try {
+                ostravel::RememberProcessedServiceMessage(messages.back().id, ostravel::OptionsFilePath());
+              } catch (const std::exception& e) {
+                QMessageBox::warning(
+                    &w, QString::fromUtf8(ostravel::ShellText(ostravel::TShellText::kErrorTitle, lang)),
+                    QString::fromStdString(e.what()));
+              }
+            },
+            Qt::QueuedConnection);
+      });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -217,7 +260,10 @@ int main(int argc, char** argv) {
 
   // Outlives the application: its end writes "Program close".
   ostravel::TProgramSession session(SessionOptions());
-  if (session.CrashHandlerActive()) ostravel::AddCrashInfoProvider(EngineCrashInfo);
+  if (session.CrashHandlerActive()) {
+    ostravel::AddCrashInfoProvider(EngineCrashInfo);
+    ostravel::SetEngineThreadStartHook(PrepareEngineThread);
+  }
   const ostravel::TSettings& settings = ostravel::Settings();
 
   QApplication app(argc, argv);
@@ -239,6 +285,9 @@ int main(int argc, char** argv) {
   if (!autoSaves.empty())
     QTimer::singleShot(0, &window, [&window, autoSaves] { window.OfferForcedCloseRecovery(autoSaves); });
 
-  // Step 7: the event loop; the engine runs on its own threads meanwhile.
+  // Declared after the window: it waits for its request before the window goes.
+  const auto messageCheck = CheckServiceMessages(window);
+
+  // Step 8: the event loop; the engine runs on its own threads meanwhile.
   return app.exec();
 }

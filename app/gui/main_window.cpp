@@ -51,6 +51,7 @@
 #include "config/safe_file.h"
 #include "config/settings.h"
 #include "engine/analysis.h"
+#include "engine/autosave.h"
 #include "engine/engine.h"
 #include "engine/engine_texts.h"
 #include "engine/global_register_probe.h"
@@ -1715,16 +1716,20 @@ int TMainWindow::OfferForcedCloseRecovery(const std::vector<TForcedCloseAutoSave
       if (answer == QMessageBox::Cancel) {
         SetAsideForcedCloseAutoSave(a);
       } else if (answer == QMessageBox::Yes) {
+        if (RunningCount() >= 4) {  // ResumeAnalysis would refuse it
+          // Left as it is: offered again at the next start.
+          Message(title, Q(EngineText(TEngineText::kTooManyProblems, language_)) + "\n" + Q(file), true);
+          continue;
+        }
+        // A slot is resumed as itself: the run saves on into it and removes
+        // it once complete. An old single file moves into a slot first.
         TResumeSource src;
-        src.registerFile = file;
-        src.problemFile = a.problemFile.string();
+        src.slot = a.slot.empty() ? AdoptAutoSave(DataFolder(), a.registerFile, a.problemFile) : a.slot;
         const TResumePlan plan = PlanResume(src, Settings(), DataFolder());
         if (!plan.error.empty()) {
           Message(title, Q(plan.error) + "\n" + Q(file), true);
           continue;
         }
-        // The slot is ours only once the analysis can really go on.
-        ClaimForcedCloseAutoSave(a);
         if (ResumeAnalysis(plan.problem, plan.request)) ++resumed;
       }
     } catch (const std::exception& e) {

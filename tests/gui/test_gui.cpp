@@ -1,6 +1,9 @@
 // Widget tests of the main window: the position editor, the collections, a
 // solve from start to the key in the tree, pause and stop of a long search,
 // a stored solution read back, and the language switch.
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <QAction>
 #include <QCheckBox>
 #include <QClipboard>
@@ -20,13 +23,20 @@
 #include <QTreeWidget>
 #include <QXmlStreamReader>
 #include <QtTest>
+#include <filesystem>
 
 #include "board_widget.h"
 #include "chess/board.h"
+#include "config/autosave_info.h"
 #include "config/ini_file.h"
+#include "config/paths.h"
 #include "config/settings.h"
+#include "engine/autosave.h"
+#include "engine/engine_texts.h"
+#include "engine/solve_request.h"
 #include "main_window.h"
 #include "options_dialog.h"
+#include "platform/forced_close.h"
 #include "platform/texts.h"
 #include "precalc/precalc_generator.h"
 #include "precalc/precalc_store.h"
@@ -549,6 +559,65 @@ class TGuiTest : public QObject {
     QVERIFY(QFile::exists(dir.filePath("AutoSave-2.BAK")));
     QCOMPARE(w.LastMessage(),
              QString::fromStdString(ForcedCloseInformationMessage(lost.registerFile.string(), w.Language())));
+  }
+
+  // Yes on the slot of a run whose process died resumes the analysis in that
+  // slot, which goes once the analysis is complete.
+  void resumesTheSlotOfAKilledRun() {
+    const std::filesystem::path home = DataFolder();
+    TProblem p;
+    QVERIFY(p.SetFen("1R6/8/p7/8/1B6/8/k6N/5K2 w - - 0 1"));
+    p.moves = 5;
+    p.description = "cut off";
+    std::filesystem::path folder;
+    {
+      auto slot = TAutoSaveSlot::Create(home, 77);
+      folder = slot->Folder();
+      WriteAutoSave(*MakeRunRegister(5), p, folder, 16);
+    }
+    const std::string reg = TAutoSavePaths::In(folder).registerFile.string();
+    TAutoSaveInfo info = ReadAutoSaveInfo(reg);
+    const pid_t ended = fork();
+    if (ended == 0) _exit(0);
+    waitpid(ended, nullptr, 0);
+    info.ProcessId = ended;
+    WriteAutoSaveInfo(reg, info);
+    TForcedCloseScan scan;
+    scan.runSlots = UnheldAutoSaveSlots;
+    const auto found = FindForcedCloseAutoSaves(home, scan);
+    QCOMPARE(found.size(), size_t{1});
+    QCOMPARE(found[0].slot, folder.filename().string());
+
+    {
+      // With four analyses going, Yes cannot be carried out: the window says
+      // so and leaves the auto-save for the next start.
+      TMainWindow busy;
+      busy.SetQuiet(true);
+      busy.NewCollection();
+      busy.SetAnswerHook([](const QString&, const QString&) { return static_cast<int>(QMessageBox::Yes); });
+      for (int i = 0; i < 4; ++i) {
+        SetUpLongProblem(busy);
+        busy.findChild<QSpinBox*>("threads")->setValue(1);
+        QVERIFY(busy.Solve());
+        busy.Action("pause")->trigger();
+      }
+      QCOMPARE(busy.RunningCount(), 4);
+      QCOMPARE(busy.OfferForcedCloseRecovery(found), 0);
+      QVERIFY(busy.LastMessage().startsWith(
+          QString::fromStdString(EngineText(TEngineText::kTooManyProblems, busy.Language()))));
+      QVERIFY(std::filesystem::exists(reg));
+      busy.close();
+      QTRY_COMPARE_WITH_TIMEOUT(busy.RunningCount(), 0, 20000);
+    }
+
+    TMainWindow w;
+    w.SetQuiet(true);
+    w.NewCollection();
+    w.SetAnswerHook([](const QString&, const QString&) { return static_cast<int>(QMessageBox::Yes); });
+    QCOMPARE(w.OfferForcedCloseRecovery(found), 1);
+    QCOMPARE(QString::fromStdString(w.Problems().back().description), QStringLiteral("cut off"));
+    QTRY_COMPARE_WITH_TIMEOUT(w.RunningCount(), 0, 20000);
+    QVERIFY(!std::filesystem::exists(folder));
   }
 
   void storesASolutionAndReadsItBack() {

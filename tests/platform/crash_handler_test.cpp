@@ -8,10 +8,15 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <regex>
 #include <sstream>
 
+#include "engine/crash_info.h"
+#include "engine/mate_search.h"
+#include "engine/split_levels.h"
 #include "platform/crash_trigger.h"
+#include "registers/temporary_register.h"
 #include "support/test_support.h"
 
 namespace ostravel {
@@ -38,9 +43,9 @@ struct TCrashRun {
   std::size_t files = 0;
 };
 
-// Crashes a child of the given kind with the handler installed and returns
-// what it left behind.
-TCrashRun CrashChild(TCrashKind kind) {
+// Runs crash in a child with the handler installed and returns what it left
+// behind.
+TCrashRun CrashChild(const std::function<void()>& crash) {
   const fs::path folder = fs::path(test::MakeTempDir()) / "logs";  // created by the handler
   const pid_t pid = ::fork();
   if (pid == 0) {
@@ -52,7 +57,8 @@ TCrashRun CrashChild(TCrashKind kind) {
     AddCrashInfoProvider(TestState);
     SetCrashCurrentProblem("Loyd 1859", 7);
     SetCrashCurrentChessboard("8/8/8/8/8/8/8/K1k5 w - - 0 1", 2);
-    TriggerCrash(kind);
+    crash();
+    ::_exit(0);
   }
   TCrashRun run;
   int status = 0;
@@ -65,6 +71,10 @@ TCrashRun CrashChild(TCrashKind kind) {
   }
   if (!run.log.empty()) run.text = ReadAll(run.log);
   return run;
+}
+
+TCrashRun CrashChild(TCrashKind kind) {
+  return CrashChild([kind] { TriggerCrash(kind); });
 }
 
 // The lines of the log must appear in this order.
@@ -155,6 +165,57 @@ INSTANTIATE_TEST_SUITE_P(
       std::erase(n, '-');
       return n;
     });
+
+// A search thread overflows its stack. The engine's workers call the start
+// hook the front end sets, which gives them an alternate signal stack: only
+// then can the handler run and write the log.
+TEST(CrashHandlerThreadTest, StackOverflowInAnEngineWorkerIsLogged) {
+#ifdef OSTRAVEL_SANITIZED
+  GTEST_SKIP() << "the sanitizer takes these signals first";
+#endif
+  auto overflowInWorker = [](bool hook) {
+    return CrashChild([hook] {
+      if (hook) SetEngineThreadStartHook([] { PrepareThreadForCrashHandler(); });
+      TMateSearch search(TSearchSettings{});
+      TWorkerPool pool(search);
+      pool.RunStage(1, 1, [](TWorkerSlot&) { TriggerCrash(TCrashKind::kStackOverflow); });
+    });
+  };
+  const TCrashRun run = overflowInWorker(true);
+  EXPECT_EQ(run.signal, SIGSEGV);
+  ASSERT_EQ(run.files, 1u);
+  ExpectInOrder(run.text, {"(Stack Overflow)\n", "Call Stack Trace", "CrashTestRecurse", "Extended Info"});
+
+  const TCrashRun bare = overflowInWorker(false);
+  EXPECT_EQ(bare.signal, SIGSEGV);
+  EXPECT_EQ(bare.files, 0u);
+}
+
+void EngineState(TCrashExtendedInfo& info) {
+  FillEngineCrashInfo(info);
+}
+
+// The shell's activities reach the log: the front end's flags, a paint of
+// the board and the register's clean-up through the engine's provider.
+TEST(CrashHandlerThreadTest, ExtendedInfoShowsWhatWasUnderWay) {
+#ifdef OSTRAVEL_SANITIZED
+  GTEST_SKIP() << "the sanitizer takes these signals first";
+#endif
+  const TCrashRun run = CrashChild([] {
+    AddCrashInfoProvider(EngineState);
+    const TCrashShellActivity regress(TCrashShellFlag::kRegressionTestsPending);
+    { const TCrashShellActivity ended(TCrashShellFlag::kRegressionsTestsProcPending); }
+    { const TCrashPaintScope firstPaint; }
+    const TCrashPaintScope secondPaint;
+    ++g_nCleaningTempReg;
+    TriggerCrash(TCrashKind::kNullWrite);
+  });
+  ASSERT_EQ(run.files, 1u);
+  ExpectInOrder(run.text, {"g_bRegressionTestsPending=1\n", "g_bRegressionsTestsProcPending=0\n",
+                           "g_bDrawingCurrentChessboard=1\n", "g_bPreparingChessboard=0\n",
+                           "g_bWMPaintComplete=0\n", "g_bWMPaintPending=1\n", "g_bFirstWMPaintComplete=1\n",
+                           "g_bCleaningTempReg=1\n", "g_bStopPending=0\n"});
+}
 
 TEST(CrashHandlerLogTest, CodesAndDescriptions) {
   EXPECT_EQ(CrashExceptionCode(SIGSEGV, SEGV_MAPERR, false), 0xC0000005u);

@@ -124,28 +124,6 @@ TEST(ForcedCloseTest, FindsOnlyAutoSavesWhoseWriterIsGone) {
   EXPECT_TRUE(FindForcedCloseAutoSaves(dir / "missing").empty());
 }
 
-TEST(ForcedCloseTest, YesClaimsTheAutoSaveForThisProcess) {
-  const fs::path dir = test::MakeTempDir();
-  const fs::path reg = dir / "AutoSave.tmpReg";
-  MakeAutoSave(reg, 999999999, "ostravel");
-  std::ofstream(reg.string() + ".ini", std::ios::app) << "Extra=kept\n";
-  auto found = FindForcedCloseAutoSaves(dir);
-  ASSERT_EQ(found.size(), 1u);
-
-  const TAutoSaveInfo info = ClaimForcedCloseAutoSave(found[0]);
-  EXPECT_EQ(info.ProcessId, ::getpid());
-  EXPECT_EQ(info.ProcessFileName, OwnExecutablePath());
-  EXPECT_EQ(info.MaxMemRatioPerProblem, 35);
-  const TAutoSaveInfo back = ReadAutoSaveInfo(reg.string());
-  EXPECT_EQ(back.ProcessId, ::getpid());
-  EXPECT_EQ(back.Description, "Loyd 1859");
-  std::ifstream in(reg.string() + ".ini");
-  const std::string text((std::istreambuf_iterator<char>(in)), {});
-  EXPECT_NE(text.find("Extra=kept"), std::string::npos);
-  // Resumed by a running process: no longer offered.
-  EXPECT_TRUE(FindForcedCloseAutoSaves(dir).empty());
-}
-
 TEST(ForcedCloseTest, CancelSetsTheFileAsideWithoutOverwriting) {
   const fs::path dir = test::MakeTempDir();
   const fs::path reg = dir / "AutoSave.tmpReg";

@@ -72,6 +72,12 @@ TEST(StartupTest, SecondInstanceReadsSettingsLogsAndFindsForcedCloses) {
   info.ProcessFileName = "ostravel";
   WriteAutoSaveInfo(reg.string(), info);
 
+  // A run's slot, as the engine would list it.
+  const fs::path slotReg = home.Path() / "AutoSave" / "9-1" / "AutoSave.tmpReg";
+  fs::create_directories(slotReg.parent_path());
+  std::ofstream(slotReg) << "register";
+  WriteAutoSaveInfo(slotReg.string(), info);
+
   const fs::path lockFolder = test::MakeTempDir();
   TSingleInstance first(lockFolder);
   ASSERT_TRUE(first.IsFirst());
@@ -80,6 +86,10 @@ TEST(StartupTest, SecondInstanceReadsSettingsLogsAndFindsForcedCloses) {
     options.lockFolder = lockFolder;
     options.installCrashHandler = false;
     options.lowerPriority = false;
+    options.forcedCloseScan.runSlots = [&](const fs::path& folder) {
+      EXPECT_EQ(folder, home.Path());
+      return std::vector<TAutoSaveSlotFile>{{"9-1", slotReg}};
+    };
     TProgramSession session(options);
     EXPECT_TRUE(session.IsSecondInstance());
     EXPECT_EQ(Settings().LanguageId, 0);
@@ -87,9 +97,13 @@ TEST(StartupTest, SecondInstanceReadsSettingsLogsAndFindsForcedCloses) {
     ASSERT_TRUE(note);
     EXPECT_EQ(note->title, ShellText(TShellText::kInformationTitle, 0));
     EXPECT_EQ(note->text, ShellText(TShellText::kSecondInstanceNote, 0));
-    ASSERT_EQ(session.ForcedCloseAutoSaves().size(), 1u);
-    EXPECT_EQ(session.ForcedCloseAutoSaves()[0].registerFile, reg);
-    EXPECT_FALSE(session.ForcedCloseAutoSaves()[0].Resumable());
+    const auto& found = session.ForcedCloseAutoSaves();
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_EQ(found[0].slot, "9-1");  // the slots first
+    EXPECT_EQ(found[0].registerFile, slotReg);
+    EXPECT_EQ(found[1].slot, "");
+    EXPECT_EQ(found[1].registerFile, reg);
+    EXPECT_FALSE(found[1].Resumable());
     EXPECT_EQ(session.LogFolderPath(), home.Path());
     EXPECT_FALSE(session.CrashHandlerActive());
   }

@@ -11,10 +11,13 @@
 #include <mutex>
 #include <thread>
 
+#include "config/settings.h"
 #include "support/test_support.h"
 
 namespace ostravel {
 namespace {
+
+namespace fs = std::filesystem;
 
 // A server on 127.0.0.1 that answers each request with a fixed body and
 // records what it was sent (one connection at a time is enough here).
@@ -118,6 +121,47 @@ TEST(VendorServiceTest, MessagesAreAskedForAndOnlyNewOnesShown) {
   EXPECT_EQ(server.Requests(), 1);
   // A server that is not there is an error, not a hang.
   EXPECT_FALSE(FetchServiceMessages(server.Base() + "/missing", "free", &got, &error));
+  EXPECT_FALSE(error.empty());
+}
+
+// What the window does at start: ask in the background, show what is new,
+// remember the last one shown so that it is not shown again.
+TEST(VendorServiceTest, StartUpCheckShowsEachMessageOnce) {
+  TLocalServer server("7\tolder\n12\tNew version\n9\tmiddle\n");
+  {
+    TServiceMessageCheck none("", 0, [](auto, auto) { ADD_FAILURE() << "nothing may be asked"; });
+  }
+  EXPECT_TRUE(CheckServiceMessages("", 0).empty());
+  EXPECT_EQ(server.Requests(), 0);
+
+  std::vector<TServiceMessage> got;
+  std::thread::id on;
+  {
+    TServiceMessageCheck check(server.Base(), 8, [&](std::vector<TServiceMessage> m, std::string error) {
+      EXPECT_EQ(error, "");
+      got = std::move(m);
+      on = std::this_thread::get_id();
+    });
+  }
+  EXPECT_NE(on, std::this_thread::get_id());
+  ASSERT_EQ(got.size(), 2u);
+  EXPECT_EQ(got[0].id, 9);
+  EXPECT_EQ(got[1].id, 12);
+  EXPECT_NE(server.Last().find("&type=" + std::string(kMessageServiceType) + "&ver="), std::string::npos);
+
+  const fs::path options = fs::path(test::MakeTempDir()) / "options.ini";
+  std::ofstream(options) << "[chess]\nLanguageId=0\nLastProcessedMsgId=3\n; kept\n";
+  RememberProcessedServiceMessage(got.back().id, options);
+  EXPECT_EQ(Settings().LastProcessedMsgId, 12);
+  const std::string text = test::ReadTextFile(options.string());
+  EXPECT_NE(text.find("LastProcessedMsgId=12"), std::string::npos) << text;
+  EXPECT_EQ(text.find("LastProcessedMsgId=3"), std::string::npos) << text;
+  EXPECT_NE(text.find("LanguageId=0"), std::string::npos);
+  EXPECT_NE(text.find("; kept"), std::string::npos);
+  EXPECT_TRUE(CheckServiceMessages(server.Base(), Settings().LastProcessedMsgId).empty());
+
+  std::string error;
+  EXPECT_TRUE(CheckServiceMessages(server.Base() + "/missing", 0, &error).empty());
   EXPECT_FALSE(error.empty());
 }
 
