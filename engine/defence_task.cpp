@@ -5,6 +5,8 @@
 #include "chess/notation.h"
 #include "engine/mate_search.h"
 #include "engine/run_internal.h"
+#include "registers/chessboard_register.h"
+#include "registers/temporary_register.h"
 
 namespace ostravel {
 
@@ -97,6 +99,10 @@ void RunDefence(TRunShared& st, const TChessboard& root) {
   }
   // Each reply starts a task of its own: its rights and e.p. square are those
   // the reply leaves, and White has the full n moves.
+  // What is proved after a reply is kept apart from White's positions in the
+  // defence register; a reply that leads to a position already known to hold
+  // needs no search, and an answer that contradicts a stored one is an error.
+  TChessboardRegister<bool> defences;
   std::vector<TTaskContext> contexts(static_cast<size_t>(n));
   for (int i = 0; i < n; ++i) {
     if (!st.WaitWhilePaused()) break;
@@ -115,8 +121,14 @@ void RunDefence(TRunShared& st, const TChessboard& root) {
     child.previous = nullptr;
     child.context = &c;
     SetRootPlies(child, static_cast<uint16_t>(2 * r.moves - 1));
-    const int mateIn = search.ShortestMate(child, r.moves);
-    if (st.StopWanted()) break;
+    const uint32_t hash = RegisterHash(child.board);
+    const bool plain = !CastlingRights(child) && EnPassantTarget(child) < 0;
+    int mateIn = 0;
+    if (!plain || defences.LookUpDefence(child.board, hash) != 0) {
+      mateIn = search.ShortestMate(child, r.moves);
+      if (st.StopWanted()) break;
+      if (plain) defences.InsertDefence(child.board, hash, mateIn != 0);
+    }
     def.replies[static_cast<size_t>(i)].mateIn = mateIn;
     def.replies[static_cast<size_t>(i)].searched = true;
   }
@@ -125,6 +137,7 @@ void RunDefence(TRunShared& st, const TChessboard& root) {
     st.progress.repliesDone = n;
   }
   res.nodes = search.Nodes();
+  def.registerEntries = defences.ElementCount();
   ClassifyDefence(def);
 }
 

@@ -24,6 +24,7 @@ struct TDefenceResult {
   TEngineText headline = TEngineText::kDefenceNoValidMove;
   std::vector<size_t> best;        // the reply (or replies) named under the headline
   std::vector<size_t> equivalent;  // further replies as good as the best
+  uint32_t registerEntries = 0;    // positions after a reply kept in the defence register
 };
 
 // Chooses the headline and the named replies from the replies' values:
