@@ -7,6 +7,7 @@
 #include "config/settings.h"
 #include "config/text_compare.h"
 #include "engine/mate_search.h"
+#include "engine/threads.h"
 #include "precalc/position_type.h"
 #include "problems/problem.h"
 #include "registers/register_file_pin.h"
@@ -20,8 +21,11 @@ bool TSolveRequest::SetFen(const std::string& fen) {
 
 void ApplySettings(TSolveRequest& r, const TSettings& s) {
   r.safeMode = s.QuickMode == 0;
-  // Levels outside 1..64 fall back to the default of one level.
-  r.levels = static_cast<uint8_t>(s.MultithreadingLevels >= 1 ? std::min(s.MultithreadingLevels, 64) : 1);
+  // On, threads and levels follow the processors; off, one thread.
+  const TThreadPlan plan =
+      s.MultithreadingLevels >= 1 ? HardwareThreadPlan(ProcessorCount(true)) : TThreadPlan{};
+  r.threads = static_cast<uint8_t>(plan.threads);
+  r.levels = static_cast<uint8_t>(plan.levels);
   r.schedulerLevels = static_cast<uint8_t>(std::clamp(s.InternalSchedulerLevels(), 0, 9));
   r.customScheduler = s.CustomScheduler != 0;
   r.languageId = s.LanguageId >= 0 && s.LanguageId <= 2 ? s.LanguageId : 1;

@@ -167,4 +167,12 @@ std::string ThreadProposalQuestion(int proposed) {
          "). Do you accept it?";
 }
 
+TThreadPlan HardwareThreadPlan(int logicalProcessors) {
+  const int p = std::clamp(logicalProcessors, 1, 255);
+  if (p <= 24) return {p, 1};
+  int t = 1;
+  while (t * t < p) ++t;
+  return {t, 2};
+}
+
 }  // namespace ostravel

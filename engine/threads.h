@@ -37,6 +37,17 @@ void ValidateThreadsAndLevels(int threads, int levels);
 // tells whether "Improper value in multithreading levels option: value
 // truncated/adjusted" must be reported.
 int AdjustLevels(int levels, int defaultLevels, bool* adjusted);
+
+// Threads and levels chosen from the hardware (MultithreadingLevels on): one
+// level with a thread per logical processor while the root's candidates
+// (rarely fewer than 20) can keep them busy, which measures faster than
+// splitting Black's nodes; beyond that, a second level of about the square
+// root of the processors each.
+struct TThreadPlan {
+  int threads = 1;
+  int levels = 1;
+};
+TThreadPlan HardwareThreadPlan(int logicalProcessors);
 extern const char* const kLevelsAdjustedText;
 
 // "%2zdthrd(s)" for one level, "%2zd^%zdthrd(s)" for more.

@@ -52,9 +52,9 @@ void Help() {
       "  --marked SQUARES        only the men on these squares (e.g. e2,d1) move at\n"
       "                          the root: keys are looked for among their moves only\n"
       "  --no-second-pass        switch the pass without heuristics off\n"
-      "  --threads T             search threads per level (default: one per logical\n"
-      "                          processor)\n"
-      "  --levels L              multithreading levels, 1 to 64 (default: the setting)\n"
+      "  --threads T             search threads per level (default: chosen from the\n"
+      "                          processors, or 1 with MultithreadingLevels=0)\n"
+      "  --levels L              multithreading levels, 1 to 64 (default: as threads)\n"
       "  --accept-thread-proposal yes|no\n"
       "                          answer to the engine's proposal of another thread\n"
       "                          count (default no)\n"
@@ -93,7 +93,7 @@ struct TSolveOptions {
   bool bruteForce = false, hybrid = false, defence = false, noSecondPass = false;
   std::optional<int16_t> shortMateDepth;
   uint64_t marked = 0;  // --marked: the root moves only these men
-  int threads = 0;      // 0: one per logical processor, as the desktop window starts
+  int threads = 0;      // 0: the settings' choice (see ApplySettings)
   std::optional<int> levels;
   bool acceptProposal = false;
   bool variations = true, duals = true, json = false, quiet = false, all = false, store = false,
@@ -225,7 +225,7 @@ void ApplyOptions(const TSolveOptions& o, TSolveRequest& r) {
     r.markedSquares = o.marked;
   }
   if (o.noSecondPass) r.passWithoutHeuristics = false;
-  r.threads = static_cast<uint8_t>(o.threads ? o.threads : std::clamp(ProcessorCount(true), 1, 255));
+  if (o.threads) r.threads = static_cast<uint8_t>(o.threads);
   if (o.levels) {
     bool adjusted = false;
     r.levels = static_cast<uint8_t>(AdjustLevels(*o.levels, 1, &adjusted));

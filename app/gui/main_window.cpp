@@ -35,7 +35,6 @@
 #include <QSvgRenderer>
 #include <QTabWidget>
 #include <QTableWidget>
-#include <QThread>
 #include <QTimer>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -57,6 +56,7 @@
 #include "engine/global_register_probe.h"
 #include "engine/mate_search.h"
 #include "engine/solution_text.h"
+#include "engine/threads.h"
 #include "engine_adapter.h"
 #include "options_dialog.h"
 #include "platform/crash_handler.h"
@@ -456,12 +456,15 @@ void TMainWindow::BuildWidgets() {
   threads_ = new QSpinBox;
   threads_->setObjectName("threads");
   threads_->setRange(1, 255);
-  threads_->setValue(std::clamp(QThread::idealThreadCount(), 1, 255));
+  // The settings' choice: from the processors, or one thread when off.
+  const TThreadPlan plan =
+      Settings().MultithreadingLevels >= 1 ? HardwareThreadPlan(ProcessorCount(true)) : TThreadPlan{};
+  threads_->setValue(plan.threads);
   levelsLabel_ = new QLabel;
   levels_ = new QSpinBox;
   levels_->setObjectName("levels");
   levels_->setRange(1, 64);
-  levels_->setValue(1);
+  levels_->setValue(plan.levels);
   heuristicsButton_ = new QPushButton;
   heuristicsButton_->setEnabled(false);
   solveButton_ = new QPushButton;

@@ -5,7 +5,9 @@
 #include <stdexcept>
 
 #include "chess/fen.h"
+#include "config/settings.h"
 #include "engine/level_queue.h"
+#include "engine/solve_request.h"
 #include "engine/threads.h"
 
 namespace ostravel {
@@ -46,6 +48,27 @@ TEST(ThreadsAndLevels, PhysicalCoresFromTopology) {
   EXPECT_EQ(CountPhysicalCores(""), 0);
   EXPECT_GE(ProcessorCount(true), ProcessorCount(false));
   EXPECT_GE(ProcessorCount(false), 1);
+}
+
+TEST(ThreadPlan, FromTheHardwareWhenOnOneThreadWhenOff) {
+  EXPECT_EQ(HardwareThreadPlan(1).threads, 1);
+  EXPECT_EQ(HardwareThreadPlan(2).threads, 2);
+  EXPECT_EQ(HardwareThreadPlan(2).levels, 1);
+  EXPECT_EQ(HardwareThreadPlan(24).levels, 1);
+  // More processors than root candidates keep busy: a second level.
+  const TThreadPlan big = HardwareThreadPlan(64);
+  EXPECT_EQ(big.threads, 8);
+  EXPECT_EQ(big.levels, 2);
+  EXPECT_NO_THROW(ValidateThreadsAndLevels(HardwareThreadPlan(255).threads, HardwareThreadPlan(255).levels));
+  TSettings s;
+  TSolveRequest r;
+  s.MultithreadingLevels = 1;
+  ApplySettings(r, s);
+  EXPECT_EQ(r.threads, HardwareThreadPlan(ProcessorCount(true)).threads);
+  s.MultithreadingLevels = 0;
+  ApplySettings(r, s);
+  EXPECT_EQ(r.threads, 1);
+  EXPECT_EQ(r.levels, 1);
 }
 
 TEST(ThreadProposal, RulesAtTheRoot) {
