@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "chess/chessboard_id.h"
 #include "engine/crash_info.h"
 #include "engine/mate_search.h"
 #include "engine/run_internal.h"
@@ -434,6 +435,13 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     // The pass's heading in the search log: its counter letter, heuristics
     // (set, parameters, names: none yet), then mode, safety and pass name.
     if (r.logMoves) {
+      // The run's first lines name the position by its identifier.
+      if (passCounter == 0) {
+        try {
+          search->LogLine("Position id " + TChessboardId(root).ToAlphanum6());
+        } catch (const ChessException&) {
+        }
+      }
       char head[96];
       std::snprintf(head, sizeof head, "1%c Heur=%d HeurParams=%d %s", 'a' + passCounter++ % 26,
                     static_cast<int>(plan.heuristics), 0, "");

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "chess/chessboard_id.h"
 #include "chess/notation.h"
 #include "command.h"
 #include "config/settings.h"
@@ -161,8 +162,19 @@ int RunRegress(const std::vector<std::string>& args) {
       std::printf("PASS    %3d  %s  %s (%.2f s)\n", k, what.c_str(), foundText.c_str(), res.seconds);
     } else {
       ++failed;
-      std::printf("FAIL    %3d  %s  found %s, stored %s%s%s (%.2f s)\n", k, what.c_str(), foundText.c_str(),
-                  KeysText(p, expected).c_str(), failure.empty() ? "" : ": ", failure.c_str(), res.seconds);
+      // The position's identifier names it whatever the collection's order
+      // (`ostravel-cli id --reverse` gives the board back).
+      std::string id;
+      try {
+        TTaskContext ctx;
+        TChessboard b;
+        p.MakeRoot(b, ctx, false);
+        id = "  id " + TChessboardId(b).ToAlphanum6();
+      } catch (const ChessException&) {
+      }
+      std::printf("FAIL    %3d  %s  found %s, stored %s%s%s (%.2f s)%s\n", k, what.c_str(), foundText.c_str(),
+                  KeysText(p, expected).c_str(), failure.empty() ? "" : ": ", failure.c_str(), res.seconds,
+                  id.c_str());
     }
     std::fflush(stdout);
   }

@@ -143,6 +143,25 @@ TEST_F(SolveCommand, SavedRegisterAnswersTheNextRun) {
   EXPECT_EQ(cleared.Json()["nodes"], a["nodes"]);
 }
 
+TEST_F(SolveCommand, RegressNamesAFailingPositionByItsIdentifier) {
+  // Rg6-e6 is the key; the second record stores a wrong one.
+  const std::string body = "{\n  Description: r\n  FEN: B7/8/6R1/4k2p/3N3P/4K3/8/8 w - - 0 1\n}\n";
+  WriteText(home_ / "reg.cp", "#1\n//!VARIANTS\n//!Main: Rg6-e6\n//!ENDVARIANTS\n" + body +
+                                  "\n#1\n//!VARIANTS\n//!Main: Rg6-g8\n//!ENDVARIANTS\n" + body);
+  const TCliRun r = RunCli({"regress", (home_ / "reg.cp").string(), "--threads", "1"});
+  EXPECT_EQ(r.code, 2) << r.out << r.err;  // a wrong answer
+  EXPECT_NE(r.out.find("PASS      1"), std::string::npos) << r.out;
+  const size_t fail = r.out.find("FAIL      2");
+  ASSERT_NE(fail, std::string::npos) << r.out;
+  const std::string line = r.out.substr(fail, r.out.find('\n', fail) - fail);
+  const size_t at = line.find("  id ");
+  ASSERT_NE(at, std::string::npos) << line;
+  // The identifier gives the board back.
+  const TCliRun back = RunCli({"id", "--reverse", line.substr(at + 5)});
+  EXPECT_NE(back.out.find("B7/8/6R1/4k2p/3N3P/4K3/8/8"), std::string::npos) << back.out << back.err;
+  EXPECT_NE(r.out.find("1 passed, 1 failed"), std::string::npos);
+}
+
 TEST_F(SolveCommand, PinnedProblemIsSolvedOnItsFile) {
   const fs::path pinned = home_ / "SavedTmpRegisterData" / "3.tmpReg";
   fs::create_directories(pinned.parent_path());

@@ -108,6 +108,8 @@ TEST(SearchLog, EveryPassOfARunHasItsHeadingAndKeepsTheEarlierOnes) {
   ASSERT_EQ(engine.Start(r, {}, TEngineTask::kMate), "");
   engine.Wait();
   const auto lines = ReadLines(path);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines[0].rfind("Position id ", 0), 0u) << lines[0];
   EXPECT_EQ(CountPrefix(lines, "1a Heur=0 HeurParams=0"), 1u);
   EXPECT_EQ(CountPrefix(lines, "1b Heur=0 HeurParams=0"), 1u);
   const auto second = std::find_if(lines.begin(), lines.end(),
