@@ -42,6 +42,7 @@ void HTTPConnect::Close() {
 }
 
 void HTTPConnect::Reopen() {
+  proven_.store(false, std::memory_order_release);
   open_.store(!options_.baseUrl.empty(), std::memory_order_release);
 }
 
@@ -69,6 +70,15 @@ TFetchStatus HTTPConnect::GetHTMLPage(const std::string& path, std::string* text
     *text = kNoInternetConnection;
     return TFetchStatus::kNotOpen;
   }
+  std::unique_lock<std::mutex> first;
+  if (!proven_.load(std::memory_order_acquire)) {
+    first = std::unique_lock<std::mutex>(firstLock_);
+    if (!IsOpen()) {  // the request ahead failed
+      *text = kNoInternetConnection;
+      return TFetchStatus::kNotOpen;
+    }
+    if (proven_.load(std::memory_order_acquire)) first.unlock();
+  }
   CURL* h = static_cast<CURL*>(TakeHandle());
   if (!h) {
     *text = "Cannot create an HTTP request";
@@ -89,7 +99,10 @@ TFetchStatus HTTPConnect::GetHTMLPage(const std::string& path, std::string* text
   requests_.fetch_add(1, std::memory_order_relaxed);
   const CURLcode rc = curl_easy_perform(h);
   long status = 0;
-  if (rc == CURLE_OK) curl_easy_getinfo(h, CURLINFO_RESPONSE_CODE, &status);
+  if (rc == CURLE_OK) {
+    curl_easy_getinfo(h, CURLINFO_RESPONSE_CODE, &status);
+    proven_.store(true, std::memory_order_release);
+  }
   GiveBack(h);
   if (rc != CURLE_OK) {
     Close();

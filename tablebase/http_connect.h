@@ -57,6 +57,10 @@ class HTTPConnect {
   std::atomic<long> requests_{0};
   std::mutex lock_;          // guards idle_
   std::vector<void*> idle_;  // CURL* handles not in use
+  // Until one request has gone through, requests go one at a time, so that
+  // a dead service costs the run one timeout, not one per searching thread.
+  std::mutex firstLock_;
+  std::atomic<bool> proven_{false};
 };
 
 inline constexpr const char* kNoInternetConnection = "No internet connection";

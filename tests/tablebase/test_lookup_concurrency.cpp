@@ -46,5 +46,29 @@ TEST(LiChessLookupConcurrency, OneRequestPerPosition) {
   EXPECT_EQ(reread.Size(), 2u);
 }
 
+TEST(LiChessLookupConcurrency, ADeadServiceCostsOneTimeoutWhateverTheThreads) {
+  // Every thread asks about a position of its own while the service hangs:
+  // only the first request goes out, the others learn its outcome.
+  test::TLocalTablebase hangs([&](const std::string&, int*) {
+    hangs.Hold();
+    return std::string(kWin);
+  });
+  HTTPConnect conn(THttpOptions{hangs.Url(), 300, 300});
+  CLiChessHTTP client(conn, 1);
+  TLiChessTable table;
+  const std::vector<std::string> fens = {"4k3/8/4K3/8/8/8/8/7Q w - - 0 1", "4k3/8/4K3/8/8/8/8/6Q1 w - - 0 1",
+                                         "4k3/8/4K3/8/8/8/8/5Q2 w - - 0 1",
+                                         "4k3/8/4K3/8/8/8/8/4Q3 w - - 0 1"};
+  std::vector<std::thread> threads;
+  std::vector<TLiChessSource> got(fens.size());
+  for (size_t t = 0; t < fens.size(); ++t)
+    threads.emplace_back([&, t] { got[t] = client.Lookup(fens[t], table); });
+  for (auto& th : threads) th.join();
+  hangs.Release();
+  EXPECT_EQ(conn.RequestCount(), 1);
+  for (size_t t = 0; t < fens.size(); ++t) EXPECT_EQ(got[t], TLiChessSource::kNone) << t;
+  EXPECT_FALSE(conn.IsOpen());
+}
+
 }  // namespace
 }  // namespace ostravel
