@@ -239,6 +239,8 @@ constexpr TTextEntry kTexts[] = {
     {E::kDefenceWord, "Defence:", "Obrona:", nullptr},
     {E::kDefencesWord, "Defences:", "Obrony:", nullptr},
     {E::kLastMoveNoMate, "Last move, no mate.", "Ostatni ruch, brak mata.", nullptr},
+    {E::kVariationsNotShown, "... (further variations not shown)", "... (dalsze warianty pomini\u0119te)",
+     nullptr},
 };
 
 constexpr bool TableInOrder() {

@@ -109,6 +109,7 @@ enum class TEngineText : uint16_t {
   kDefenceWord,
   kDefencesWord,
   kLastMoveNoMate,
+  kVariationsNotShown,
   kCount
 };
 

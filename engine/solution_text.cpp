@@ -45,7 +45,8 @@ std::string SolutionsText(const std::vector<TSolution>& solutions, int languageI
       out += "\n";
     }
     VariationText(s.variations, 1, 3, out);
-    if (s.variationsTruncated) out += "   ... (further variations not shown)\n";
+    if (s.variationsTruncated)
+      out += std::string("   ") + EngineText(TEngineText::kVariationsNotShown, languageId) + "\n";
   }
   return out;
 }

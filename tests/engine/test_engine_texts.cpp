@@ -24,6 +24,8 @@ TEST(EngineTexts, EveryTextHasEnglishAndFallsBackFromOtherLanguages) {
   }
   EXPECT_STREQ(EngineText(TEngineText::kThreat, 0), "grozi");
   EXPECT_STREQ(EngineText(TEngineText::kDefencesWord, 0), "Obrony:");
+  EXPECT_STREQ(EngineText(TEngineText::kVariationsNotShown, 0), "... (dalsze warianty pomini\u0119te)");
+  EXPECT_STREQ(EngineText(TEngineText::kFromTemporaryRegister, 0), "From temporary register");
   EXPECT_STREQ(EngineText(TEngineText::kBlackKingChecked, 1),
                "Black king cannot be checked in the mate task starting postition.");
   EXPECT_EQ(LanguageIdOf("pl"), 0);
