@@ -246,4 +246,11 @@ TEST(SettingsEffectTest, NoEffectListNamesRealKeysOnly) {
     EXPECT_FALSE(SettingHasNoEffectYet(used)) << used;
 }
 
+TEST(SettingsTextTest, TheWarningTitleInEachLanguage) {
+  EXPECT_STREQ(SettingsText(TSettingsText::kWarningTitle, 1), "Warning");
+  EXPECT_STREQ(SettingsText(TSettingsText::kWarningTitle, 0), "Ostrze\u017cenie");
+  EXPECT_STREQ(SettingsText(TSettingsText::kWarningTitle, 2),
+               "\u041f\u043e\u043f\u0435\u0440\u0435\u0434\u0436\u0435\u043d\u043d\u044f");
+}
+
 }  // namespace ostravel
