@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <lz4.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -158,7 +159,27 @@ void WritePrecalcFile(const std::filesystem::path& path, const std::string& type
 
 CPrecalcFile::CPrecalcFile(std::vector<uint8_t> bytes, const std::string& name,
                            const std::string& expectedType, uint64_t expectedEntries)
-    : bytes_(std::move(bytes)), name_(name) {
+    : bytes_(std::move(bytes)), fileBytes_(bytes_.size()), name_(name) {
+  Parse(expectedType, expectedEntries);
+}
+
+CPrecalcFile::CPrecalcFile(std::vector<uint8_t> header, int fd, uint64_t fileBytes, const std::string& name,
+                           const std::string& expectedType, uint64_t expectedEntries)
+    : bytes_(std::move(header)), fd_(fd), fileBytes_(fileBytes), name_(name) {
+  try {
+    Parse(expectedType, expectedEntries);
+  } catch (...) {
+    ::close(fd_);
+    fd_ = -1;
+    throw;
+  }
+}
+
+CPrecalcFile::~CPrecalcFile() {
+  if (fd_ >= 0) ::close(fd_);
+}
+
+void CPrecalcFile::Parse(const std::string& expectedType, uint64_t expectedEntries) {
   TReader r(bytes_, name_);
   r.Need(8);
   if (std::memcmp(bytes_.data(), kMagic, 8) != 0) r.Fail("not a precalculated data file");
@@ -197,19 +218,65 @@ CPrecalcFile::CPrecalcFile(std::vector<uint8_t> bytes, const std::string& name,
   if (check != Fnv64(bytes_.data(), headerEnd)) r.Fail("header checksum mismatch");
   for (uint32_t i = 0; i < blocks; ++i) {
     const TBlock& b = blocks_[i];
-    if (b.offset < r.Pos() || b.offset > bytes_.size() || b.packed > bytes_.size() - b.offset ||
+    if (b.offset < r.Pos() || b.offset > fileBytes_ || b.packed > fileBytes_ - b.offset ||
         b.packed > static_cast<uint32_t>(LZ4_compressBound(static_cast<int>(blockEntries_))))
       r.Fail("block " + std::to_string(i) + " lies outside the file");
   }
 }
 
+namespace {
+
+// Reads exactly n bytes at offset; false on a short read or an error.
+bool ReadAt(int fd, uint8_t* out, size_t n, uint64_t offset) {
+  while (n) {
+    const ssize_t got = ::pread(fd, out, n, static_cast<off_t>(offset));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    out += got;
+    n -= static_cast<size_t>(got);
+    offset += static_cast<uint64_t>(got);
+  }
+  return true;
+}
+
+}  // namespace
+
 std::unique_ptr<CPrecalcFile> CPrecalcFile::Load(const std::filesystem::path& path,
                                                  const std::string& expectedType, uint64_t expectedEntries) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw PrecalcFileError("Cannot open precalculated data file " + path.string());
-  std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) throw PrecalcFileError("Cannot read precalculated data file " + path.string());
-  return std::make_unique<CPrecalcFile>(std::move(bytes), path.string(), expectedType, expectedEntries);
+  const std::string name = path.string();
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) throw PrecalcFileError("Cannot open precalculated data file " + name);
+  struct stat st {};
+  if (::fstat(fd, &st) != 0) {
+    ::close(fd);
+    throw PrecalcFileError("Cannot read precalculated data file " + name);
+  }
+  const uint64_t size = static_cast<uint64_t>(st.st_size);
+  // The header's length follows from the type length and the block count,
+  // both near the start: read that far, then the whole header.
+  std::vector<uint8_t> head(static_cast<size_t>(std::min<uint64_t>(size, 4096)));
+  if (!ReadAt(fd, head.data(), head.size(), 0)) {
+    ::close(fd);
+    throw PrecalcFileError("Cannot read precalculated data file " + name);
+  }
+  uint64_t headerBytes = size;
+  if (head.size() >= 16) {
+    uint32_t typeLen = 0;
+    for (int i = 0; i < 4; ++i) typeLen |= static_cast<uint32_t>(head[12 + i]) << (8 * i);
+    const uint64_t blocksAt = 16 + uint64_t{typeLen} + 8 + 4;
+    if (typeLen <= 32 && blocksAt + 4 <= head.size()) {
+      uint32_t blocks = 0;
+      for (int i = 0; i < 4; ++i) blocks |= static_cast<uint32_t>(head[blocksAt + i]) << (8 * i);
+      headerBytes = std::min<uint64_t>(size, blocksAt + 4 + 4 + 4 + 24 + uint64_t{blocks} * 16 + 8);
+    }
+  }
+  std::vector<uint8_t> header(static_cast<size_t>(headerBytes));
+  if (!ReadAt(fd, header.data(), header.size(), 0)) {
+    ::close(fd);
+    throw PrecalcFileError("Cannot read precalculated data file " + name);
+  }
+  return std::unique_ptr<CPrecalcFile>(
+      new CPrecalcFile(std::move(header), fd, size, name, expectedType, expectedEntries));
 }
 
 uint32_t CPrecalcFile::BlockSize(uint32_t b) const {
@@ -220,8 +287,18 @@ uint32_t CPrecalcFile::BlockSize(uint32_t b) const {
 void CPrecalcFile::UnpackBlock(uint32_t b, uint8_t* out) const {
   const TBlock& blk = blocks_[b];
   const int n = static_cast<int>(BlockSize(b));
-  const int got = LZ4_decompress_safe(reinterpret_cast<const char*>(bytes_.data() + blk.offset),
-                                      reinterpret_cast<char*>(out), static_cast<int>(blk.packed), n);
+  const uint8_t* packed = nullptr;
+  std::vector<uint8_t> read;
+  if (fd_ >= 0) {
+    read.resize(blk.packed);
+    if (!ReadAt(fd_, read.data(), read.size(), blk.offset))
+      throw PrecalcFileError("Cannot read precalculated data file " + name_ + ": block " + std::to_string(b));
+    packed = read.data();
+  } else {
+    packed = bytes_.data() + blk.offset;
+  }
+  const int got = LZ4_decompress_safe(reinterpret_cast<const char*>(packed), reinterpret_cast<char*>(out),
+                                      static_cast<int>(blk.packed), n);
   if (got != n || Fnv32(out, n) != blk.check)
     throw PrecalcFileError("Damaged precalculated data file " + name_ + ": block " + std::to_string(b) +
                            " does not unpack");

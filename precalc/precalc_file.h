@@ -58,14 +58,21 @@ std::vector<uint8_t> PackPrecalc(const std::string& type, const std::vector<uint
 void WritePrecalcFile(const std::filesystem::path& path, const std::string& type,
                       const std::vector<uint8_t>& values);
 
-// A file read into memory whose header and block table have been checked.
-// Blocks are unpacked on request. Thread-safe: nothing changes after loading.
+// A file whose header and block table have been checked. Blocks are read and
+// unpacked on request: a loaded file holds only its header in memory, so a
+// 5-man type of hundreds of megabytes is ready at once. Thread-safe: nothing
+// changes after loading.
 class CPrecalcFile {
  public:
-  // `name` is used in messages. `expectedType`, when not empty, must match the
-  // type stored; `expectedEntries`, when not 0, the entry count.
+  // A whole file in memory. `name` is used in messages. `expectedType`, when
+  // not empty, must match the type stored; `expectedEntries`, when not 0, the
+  // entry count.
   CPrecalcFile(std::vector<uint8_t> bytes, const std::string& name, const std::string& expectedType = {},
                uint64_t expectedEntries = 0);
+  ~CPrecalcFile();
+  CPrecalcFile(const CPrecalcFile&) = delete;
+  CPrecalcFile& operator=(const CPrecalcFile&) = delete;
+  // Opens a file, reading its header only; blocks are read when unpacked.
   static std::unique_ptr<CPrecalcFile> Load(const std::filesystem::path& path,
                                             const std::string& expectedType, uint64_t expectedEntries);
 
@@ -74,7 +81,10 @@ class CPrecalcFile {
   uint32_t BlockCount() const { return static_cast<uint32_t>(blocks_.size()); }
   // Entries held by block b (the last may be short).
   uint32_t BlockSize(uint32_t b) const;
+  // Bytes held in memory: the whole file, or its header when read on demand.
   size_t PackedBytes() const { return bytes_.size(); }
+  // Size of the file on disk.
+  uint64_t FileBytes() const { return fileBytes_; }
   // Unpacks block b into out (BlockSize(b) bytes); throws PrecalcFileError
   // when it does not unpack to its size and checksum.
   void UnpackBlock(uint32_t b, uint8_t* out) const;
@@ -87,7 +97,14 @@ class CPrecalcFile {
     uint32_t packed;
     uint32_t check;
   };
+  // The header of an open file (fd >= 0), checked against its size.
+  CPrecalcFile(std::vector<uint8_t> header, int fd, uint64_t fileBytes, const std::string& name,
+               const std::string& expectedType, uint64_t expectedEntries);
+  void Parse(const std::string& expectedType, uint64_t expectedEntries);
+
   std::vector<uint8_t> bytes_;
+  int fd_ = -1;  // the file, when blocks are read on demand
+  uint64_t fileBytes_ = 0;
   std::string name_;
   TPrecalcSummary summary_;
   uint32_t blockEntries_ = 0;

@@ -76,6 +76,35 @@ TEST(PrecalcFile, WrittenFileIsFoundAndReadWithinABudget) {
   EXPECT_EQ(store.LookupIndex("KQk", 0, v), CPrecalcStore::TResult::kNoData);
 }
 
+TEST(PrecalcFile, AnOpenFileReadsItsBlocksOnDemand) {
+  const std::string dir = test::MakeTempDir();
+  const auto path = std::filesystem::path(dir) / PrecalcFileName("KRk");
+  const uint64_t n = 64 * 64 * 64;
+  std::vector<uint8_t> values(n);
+  for (uint64_t i = 0; i < n; ++i) values[i] = static_cast<uint8_t>(i * 17 % 251);
+  WritePrecalcFile(path, "KRk", values);
+  const auto f = CPrecalcFile::Load(path, "KRk", n);
+  // Only the header is held; the blocks come from the file.
+  EXPECT_LT(f->PackedBytes(), f->FileBytes() / 10);
+  EXPECT_EQ(f->UnpackAll(), values);
+  // A block damaged after loading is caught when it is read, by name.
+  const uint64_t size = std::filesystem::file_size(path);
+  {
+    std::fstream io(path, std::ios::in | std::ios::out | std::ios::binary);
+    io.seekp(static_cast<std::streamoff>(size - 100));
+    io.put('\x55').put('\x55').put('\x55');
+  }
+  try {
+    f->UnpackAll();
+    FAIL() << "a damaged block unpacked";
+  } catch (const PrecalcFileError& e) {
+    EXPECT_NE(std::string(e.what()).find(path.string()), std::string::npos) << e.what();
+  }
+  // A file cut short is refused at once.
+  std::filesystem::resize_file(path, size / 2);
+  EXPECT_THROW(CPrecalcFile::Load(path, "KRk", n), PrecalcFileError);
+}
+
 TEST(PrecalcFile, DamagedFileCountsAsNoDataAndIsNamed) {
   const std::string dir = test::MakeTempDir();
   const auto path = std::filesystem::path(dir) / PrecalcFileName("KQk");
