@@ -20,8 +20,8 @@ namespace {
 
 void Help() {
   std::printf(
-      "Usage: ostravel-cli bench [--file F] [--threads T] [--only-incomplete] [--time-limit S]\n"
-      "                          [--max-moves N] [--id ID] [--stats]\n\n"
+      "Usage: ostravel-cli bench [--file F] [--threads T] [--only-incomplete | --only-complete]\n"
+      "                          [--time-limit S] [--max-moves N] [--id ID] [--stats]\n\n"
       "Solves every problem of a table (columns id, fen, n, keys[, complete, reference_s,\n"
       "...]) for all keys without heuristics and prints, per problem, the seconds, the CPU\n"
       "seconds and their ratio to reference_s, nodes, nodes/s and whether the keys found\n"
@@ -29,6 +29,7 @@ void Help() {
       "  --file F            the table (default ../shared/data/bench.tsv)\n"
       "  --threads T         search threads per level (default 1)\n"
       "  --levels L          multithreading levels (default 1)\n"
+      "  --only-complete     only rows whose key set is known to be complete\n"
       "  --only-incomplete   only rows whose key set is not known to be complete\n"
       "                      (their listed keys must be among those found)\n"
       "  --time-limit S      give up a problem after S seconds (counted as a timeout)\n"
@@ -53,7 +54,7 @@ int RunBench(const std::vector<std::string>& args) {
   std::string file = "../shared/data/bench.tsv";
   int threads = 1, levels = 1, maxMoves = 1000;
   double timeLimit = 0;
-  bool onlyIncomplete = false, signature = false, stats = false;
+  bool onlyIncomplete = false, onlyComplete = false, signature = false, stats = false;
   bool useGlobalRegister = false;
   std::set<std::string> ids;
   for (size_t i = 0; i < args.size(); ++i) {
@@ -93,6 +94,8 @@ int RunBench(const std::vector<std::string>& args) {
         stats = true;
       } else if (a == "--only-incomplete") {
         onlyIncomplete = true;
+      } else if (a == "--only-complete") {
+        onlyComplete = true;
       } else {
         return BadInput("bench: unknown argument " + a + " (see --help)");
       }
@@ -105,7 +108,7 @@ int RunBench(const std::vector<std::string>& args) {
     threads = levels = 1;
     timeLimit = 0;
     maxMoves = 1000;
-    onlyIncomplete = false;
+    onlyIncomplete = onlyComplete = false;
     ids.clear();
   }
   bool adjusted = false;
@@ -149,7 +152,7 @@ int RunBench(const std::vector<std::string>& args) {
   bo.collectStats = stats;
   for (const auto& p : table) {
     if (interrupted) break;
-    if (onlyIncomplete && p.complete) continue;
+    if ((onlyIncomplete && p.complete) || (onlyComplete && !p.complete)) continue;
     if (!ids.empty() && !ids.count(p.id)) continue;
     if (p.moves > maxMoves) continue;
     // CPU seconds of the process: the machine may be shared, and the
