@@ -47,15 +47,45 @@ TProbeAnswer ProbeGlobalRegister(CPrecalcStore& store, const TChessboard& pos) {
   return a;
 }
 
+uint64_t MaterialKey(const uint8_t counts[kCountSlots]) {
+  uint64_t key = 0;
+  for (int i = 0; i < kCountSlots; ++i) key |= uint64_t{std::min<uint8_t>(counts[i], 15)} << (4 * i);
+  return key;
+}
+
 CGlobalRegisterProbe::CGlobalRegisterProbe(const std::filesystem::path& folder, size_t memoryBudget,
                                            int maxMen)
-    : store_(std::make_shared<CPrecalcStore>(folder, memoryBudget)), maxMen_(maxMen) {}
+    : store_(std::make_shared<CPrecalcStore>(folder, memoryBudget)), maxMen_(maxMen) {
+  ListMaterials();
+}
 
 CGlobalRegisterProbe::CGlobalRegisterProbe(std::shared_ptr<CPrecalcStore> store, int maxMen)
-    : store_(std::move(store)), maxMen_(maxMen) {}
+    : store_(std::move(store)), maxMen_(maxMen) {
+  ListMaterials();
+}
+
+void CGlobalRegisterProbe::ListMaterials() {
+  for (const std::string& type : store_->FileTypes()) {
+    uint8_t counts[kCountSlots] = {};
+    bool ok = true;
+    for (char c : type) {
+      const uint8_t kind = KindFromLetter(c);
+      if (!kind) ok = false;
+      if (!kind || kind == kKing) continue;
+      const uint8_t slot = CountSlotOf(static_cast<uint8_t>((c >= 'a' ? kBlack : kWhite) | kind));
+      if (slot < kCountSlots) ++counts[slot];
+    }
+    if (ok) materials_.push_back(MaterialKey(counts));
+  }
+  std::sort(materials_.begin(), materials_.end());
+}
 
 TProbeAnswer CGlobalRegisterProbe::Probe(const TChessboard& pos, int plyFromRoot) {
   (void)plyFromRoot;
+  const uint64_t key = MaterialKey(pos.counts);
+  // White with the king alone is answered without data (never a mate).
+  const bool whiteBare = (pos.occupied[0] & (pos.occupied[0] - 1)) == 0;
+  if (!whiteBare && !std::binary_search(materials_.begin(), materials_.end(), key)) return {};
   return ProbeGlobalRegister(*store_, pos);
 }
 

@@ -28,7 +28,14 @@ class CGlobalRegisterProbe final : public IPositionProbe {
  private:
   std::shared_ptr<CPrecalcStore> store_;
   int maxMen_;
+  // Materials with a file, sorted: most probes are of a material without
+  // data, and the count slots answer that without a look at the board.
+  std::vector<uint64_t> materials_;
+  void ListMaterials();
 };
+
+// A material as one number: the men of each count slot, four bits a slot.
+uint64_t MaterialKey(const uint8_t counts[kCountSlots]);
 
 // The global register of the data folder (PrecalcPath, else CustomPrecalc)
 // within the precalculated-data memory limit of the settings; null when the
