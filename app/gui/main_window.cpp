@@ -1062,6 +1062,7 @@ void TMainWindow::LoadEditors() {
 }
 
 void TMainWindow::LoadBoardFromProblem() {
+  const TCrashShellActivity preparing(TCrashShellFlag::kPreparingChessboard);
   loading_ = true;
   std::array<uint8_t, 64> sq{};
   uint8_t rights = 0;
