@@ -135,12 +135,12 @@ int RunRegress(const std::vector<std::string>& args) {
     ro.messages = false;
     ro.timeLimit = limit;
     ro.interrupt = &interrupt;
-    const TCliRunOutcome out = RunOnEngine(r, TEngineTask::kMate, ro);
+    const TRunOutcome out = RunOnEngine(r, TEngineTask::kMate, ro);
     const TSolveResult& res = out.result;
     std::vector<TMove> found;
     for (const auto& s : res.solutions) found.push_back(s.key);
     const std::string foundText = KeysText(p, found);
-    if (out.interrupted) {
+    if (out.stoppedByFlag) {
       stopped = true;
       std::printf("STOPPED %3d  %s  found so far: %s\n", k, what.c_str(), foundText.c_str());
       break;

@@ -248,7 +248,7 @@ int RunResume(const std::vector<std::string>& argsIn) {
   ro.progress = isatty(STDERR_FILENO);
   ro.interrupt = &interrupted;
   ro.timeLimit = timeLimit;
-  const TCliRunOutcome out = RunOnEngine(r, TEngineTask::kMate, ro);
+  const TRunOutcome out = RunOnEngine(r, TEngineTask::kMate, ro);
   if (!out.refusal.empty()) return BadInput("resume: " + out.refusal);
   const TSolveResult& res = out.result;
   if (res.status == TRunStatus::kRefused || res.status == TRunStatus::kFailed)

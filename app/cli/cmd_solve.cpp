@@ -238,8 +238,7 @@ void ApplyOptions(const TSolveOptions& o, TSolveRequest& r) {
 }
 
 // Prints a finished run; returns its exit code.
-int Report(const TSolveOptions& o, const std::string& fen, const TSolveRequest& r,
-           const TCliRunOutcome& out) {
+int Report(const TSolveOptions& o, const std::string& fen, const TSolveRequest& r, const TRunOutcome& out) {
   if (!out.refusal.empty()) return BadInput(out.refusal);
   const TSolveResult& res = out.result;
   if (o.json) {
@@ -297,7 +296,7 @@ int SolveFen(const TSolveOptions& o, const TRegisterOptions& files, const TTable
   PrintTablebaseLines(notes);
   TProbeChain probes;
   AttachRunProbes(probes, r, globalRegister.get(), tablebase);
-  const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
+  const TRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
   PrintTablebaseLines(tablebase.Conclude());
   const int code = Report(o, o.fen, r, out);
   if (globalRegister && !o.json) std::printf("%s\n", GlobalRegisterNotice(*globalRegister).c_str());
@@ -379,7 +378,7 @@ int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const
     std::fflush(stdout);
     TProbeChain probes;
     AttachRunProbes(probes, r, globalRegister.get(), tablebase);
-    const TCliRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
+    const TRunOutcome out = RunOnEngine(r, task, RunOptions(o, &interrupt));
     PrintTablebaseLines(tablebase.Conclude());
     const std::string fen = p.Fen();
     if (!out.refusal.empty()) {
@@ -410,7 +409,7 @@ int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const
       std::fprintf(stderr, "ostravel-cli: %s\n", res.registerError.c_str());
       if (exitCode == kExitOk) exitCode = kExitFailure;
     }
-    if (out.interrupted) {
+    if (out.stoppedByFlag) {
       exitCode = SignalExitCode(kExitStopped);
       break;
     }

@@ -125,16 +125,7 @@ int RunEpdBatch(const std::vector<std::string>& args) {
   ro.progress = !o.quiet && !o.jsonLines && isatty(STDERR_FILENO);
   ro.interrupt = &interrupt;
   ro.timeLimit = o.timeLimit;
-  const TEpdRunner run = [&ro](const TSolveRequest& r) {
-    TCliRunOutcome c = RunOnEngine(r, TEngineTask::kMate, ro);
-    TRunOutcome out;
-    out.refusal = std::move(c.refusal);
-    out.result = std::move(c.result);
-    out.endText = std::move(c.endText);
-    out.stoppedByFlag = c.interrupted;
-    out.timedOut = c.timedOut;
-    return out;
-  };
+  const TEpdRunner run = [&ro](const TSolveRequest& r) { return RunOnEngine(r, TEngineTask::kMate, ro); };
   for (const TEpdRecord& rec : epd.records) {
     if (stopped) break;
     nlohmann::json j;

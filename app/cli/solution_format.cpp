@@ -182,8 +182,7 @@ std::string ConsoleProgressLine(const TProgressSnapshot& s) {
   return ProgressLine(s) + "             \r";
 }
 
-TCliRunOutcome RunOnEngine(const TSolveRequest& r, TEngineTask task, const TCliRunOptions& opt) {
-  TCliRunOutcome out;
+TRunOutcome RunOnEngine(const TSolveRequest& r, TEngineTask task, const TCliRunOptions& opt) {
   // A crash log names the problem in hand and its position.
   SetCrashCurrentProblem(r.title, static_cast<int>(r.problemId));
   SetCrashCurrentChessboard(ProblemOfRequest(r).Fen(), static_cast<int>(r.problemId));
@@ -246,12 +245,7 @@ TCliRunOutcome RunOnEngine(const TSolveRequest& r, TEngineTask task, const TCliR
     };
   TRunOutcome run = RunAndWait(engine, r, task, std::move(cb), watch);
   if (opt.progress) std::fprintf(stderr, "%100s\r", "");
-  out.refusal = std::move(run.refusal);
-  out.result = std::move(run.result);
-  out.endText = std::move(run.endText);
-  out.interrupted = run.stoppedByFlag;
-  out.timedOut = run.timedOut;
-  return out;
+  return run;
 }
 
 }  // namespace ostravel::cli

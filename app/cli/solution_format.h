@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/analysis.h"
 #include "engine/engine.h"
 #include "engine/search_types.h"
 #include "engine/solution_text.h"  // SolutionsText, the text form
@@ -36,19 +37,12 @@ struct TCliRunOptions {
   bool registerReports = true;             // print the load and save reports at all
 };
 
-struct TCliRunOutcome {
-  std::string refusal;  // the run did not start (text of the refusal)
-  TSolveResult result;
-  std::string endText;
-  bool interrupted = false;  // stopped by Ctrl-C
-  bool timedOut = false;     // stopped by the time limit
-};
-
 // The progress line as the console shows it: padded and ended with '\r'.
 std::string ConsoleProgressLine(const TProgressSnapshot& s);
 
 // Runs one request on the engine and waits for its end, printing as the
 // options say.
-TCliRunOutcome RunOnEngine(const TSolveRequest& r, TEngineTask task, const TCliRunOptions& opt);
+// The outcome's stoppedByFlag tells a stop by Ctrl-C.
+TRunOutcome RunOnEngine(const TSolveRequest& r, TEngineTask task, const TCliRunOptions& opt);
 
 }  // namespace ostravel::cli
