@@ -194,9 +194,11 @@ int RunBench(const std::vector<std::string>& args) {
     if (stats) PrintSearchStats(row.stats);
     std::fflush(stdout);
   }
-  std::printf("total (finished problems): %.2f s, %llu nodes, %.0f nodes/s; %d ok, %d wrong, %d timeouts\n",
-              totalSecs, static_cast<unsigned long long>(totalNodes),
-              totalSecs > 0 ? totalNodes / totalSecs : 0.0, solved, failed, timeouts);
+  std::printf(
+      "total (finished problems): %.2f s (CPU %.2f s), %llu nodes, %.0f nodes/s; %d ok, %d wrong, %d "
+      "timeouts\n",
+      totalSecs, totalCpu, static_cast<unsigned long long>(totalNodes),
+      totalSecs > 0 ? totalNodes / totalSecs : 0.0, solved, failed, timeouts);
   if (globalRegister) std::printf("%s\n", GlobalRegisterNotice(*globalRegister).c_str());
   if (totalRef > 0)
     std::printf("cpu %.2f s against reference %.2f s: ratio %.3f (finished problems with a reference)\n",

@@ -25,8 +25,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         q.position.rootCastling != p.position.rootCastling ||
         q.position.rootEpSquare != p.position.rootEpSquare || q.moves != p.moves)
       __builtin_trap();
-    // Line ends inside a description cannot come from the reader.
-    if (q.description != p.description) __builtin_trap();
+    // Line ends inside a description cannot come from the reader; the
+    // placeholder "Sample" names no author and is not written.
+    if (q.description != p.description && !(p.description == "Sample" && q.description.empty()))
+      __builtin_trap();
   }
   return 0;
 }
