@@ -42,6 +42,7 @@ enum TTag : int {
   kTagBounds,     // both ways: a batch of proved bounds
   kTagError,      // worker -> 0: the rank failed (text)
   kTagDone,       // worker -> 0: finished; the register save's report (JSON)
+  kTagProgress,   // worker -> 0: the unit under way, its nodes and seconds (JSON)
 };
 
 constexpr int kExitOk = 0, kExitBadInput = 1, kExitFailure = 2, kExitStopped = 130;
@@ -68,6 +69,8 @@ void Help() {
       "                          at the end (also when stopped)\n"
       "  --load-register PREFIX  each rank loads PREFIX.rank<r>.tmpReg first (resume)\n"
       "  --json                  one JSON object on stdout\n"
+      "  --progress S            every S seconds a line on stderr with each rank's unit,\n"
+      "                          its seconds and nodes\n"
       "  --quiet                 no line per finished unit on stderr\n\n"
       "Ctrl-C or SIGTERM at rank 0 (or SIGUSR1 to mpirun, which passes it to every\n"
       "rank) stops every rank. Exit codes: 0 completed, 1 bad input, 2 a rank failed\n"
@@ -79,6 +82,7 @@ struct TOptions {
   int moves = 0;
   int threads = 1;
   double timeLimit = 0;
+  double progress = 0;  // seconds between progress lines; 0: none
   int sharePlies = 7;
   std::string savePrefix, loadPrefix;
   bool json = false, quiet = false;
@@ -118,6 +122,9 @@ std::string ParseArgs(int argc, char** argv, TOptions& o) {
     } else if (a == "--time-limit") {
       if (!number(0, 1e9)) return "--time-limit needs seconds";
       o.timeLimit = n;
+    } else if (a == "--progress") {
+      if (!number(0.1, 1e6)) return "--progress needs seconds";
+      o.progress = n;
     } else if (a == "--share-plies") {
       if (!number(0, 1000)) return "--share-plies needs a number of plies";
       o.sharePlies = static_cast<int>(n);
@@ -268,6 +275,17 @@ class TRankSolver {
     unit_ = index;
   }
   bool Busy() const { return unit_ >= 0; }
+  // The unit under way (-1: none), its nodes and seconds.
+  nlohmann::json Progress() const {
+    nlohmann::json j;
+    j["unit"] = unit_;
+    if (Busy()) {
+      const TProgressSnapshot p = engine_.Snapshot();
+      j["nodes"] = p.nodes;
+      j["seconds"] = p.seconds;
+    }
+    return j;
+  }
   bool Ended() { return Busy() && engine_.WaitFor(std::chrono::milliseconds(0)); }
   void Stop() {
     if (Busy()) engine_.RequestStop();
@@ -316,6 +334,7 @@ void RunWorker(TRankSolver& solver, const TOptions& o) {
   if (!o.loadPrefix.empty()) reports.push_back(solver.Load(o.loadPrefix));
   out.Send(0, kTagReady, {});
   bool final = false;
+  auto lastProgress = std::chrono::steady_clock::now();
   auto finishUnit = [&](bool shareBounds) {
     TUnitOutcome u = solver.Finish();
     if (shareBounds)
@@ -356,6 +375,11 @@ void RunWorker(TRankSolver& solver, const TOptions& o) {
       }
     }
     if (final) break;
+    if (o.progress > 0 && solver.Busy() &&
+        std::chrono::steady_clock::now() - lastProgress >= std::chrono::duration<double>(o.progress / 2)) {
+      lastProgress = std::chrono::steady_clock::now();
+      out.Send(0, kTagProgress, solver.Progress().dump());
+    }
     out.Progress();
     if (!active) Pause();
   }
@@ -387,7 +411,8 @@ struct TCoordinator {
   bool stopping = false;
   bool saveFailed = false;
   uint64_t nodes = 0;
-  uint64_t boundsIn = 0, boundsOut = 0;  // records received from workers, records rank 0 sent
+  std::vector<nlohmann::json> rankProgress;  // the last word of each rank
+  uint64_t boundsIn = 0, boundsOut = 0;      // records received from workers, records rank 0 sent
   std::vector<std::string> reports;
 
   void Note(const TUnitOutcome& u, int rank) {
@@ -418,6 +443,28 @@ int RunCoordinator(TRankSolver& solver, const TSolveRequest& request, const TOpt
   c.outcomes.resize(c.units.size());
   c.told.assign(static_cast<size_t>(ranks), false);
   c.done.assign(static_cast<size_t>(ranks), false);
+  c.rankProgress.assign(static_cast<size_t>(ranks), nlohmann::json());
+  auto lastProgress = t0;
+  // One line for all ranks: the unit each solves, its seconds and nodes.
+  auto printProgress = [&]() {
+    c.rankProgress[0] = solver.Progress();
+    std::string line =
+        "progress: " + std::to_string(c.next) + "/" + std::to_string(c.units.size()) + " units given";
+    for (int w = 0; w < ranks; ++w) {
+      const nlohmann::json& p = c.rankProgress[static_cast<size_t>(w)];
+      line += " | rank " + std::to_string(w) + ": ";
+      const int unit = p.is_object() ? p.value("unit", -1) : -1;
+      if (unit < 0) {
+        line += "idle";
+        continue;
+      }
+      char buf[96];
+      std::snprintf(buf, sizeof buf, "%s %.1f s %.1f Mn", c.unitTexts[static_cast<size_t>(unit)].c_str(),
+                    p.value("seconds", 0.0), static_cast<double>(p.value("nodes", uint64_t{0})) / 1e6);
+      line += buf;
+    }
+    std::fprintf(stderr, "%s\n", line.c_str());
+  };
   c.told[0] = c.done[0] = true;
   if (!o.loadPrefix.empty()) c.reports.push_back(solver.Load(o.loadPrefix));
   if (!o.json) {
@@ -447,6 +494,7 @@ int RunCoordinator(TRankSolver& solver, const TSolveRequest& request, const TOpt
   auto giveNext = [&](int w) {
     if (!c.stopping && c.next < c.units.size()) {
       out.Send(w, kTagUnit, MoveWire(static_cast<int>(c.next), c.units[c.next]));
+      c.rankProgress[static_cast<size_t>(w)] = {{"unit", static_cast<int>(c.next)}};
       ++c.next;
     } else {
       out.Send(w, kTagNone, {});
@@ -464,6 +512,11 @@ int RunCoordinator(TRankSolver& solver, const TSolveRequest& request, const TOpt
     const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
     if (!c.stopping && (g_stop.load() || (o.timeLimit > 0 && elapsed >= o.timeLimit))) stopAll();
     if (c.stopping) solver.Stop();
+    if (o.progress > 0 &&
+        std::chrono::steady_clock::now() - lastProgress >= std::chrono::duration<double>(o.progress)) {
+      lastProgress = std::chrono::steady_clock::now();
+      printProgress();
+    }
     // Rank 0's own share of the work.
     if (solver.Ended()) {
       const TUnitOutcome u = solver.Finish();
@@ -497,8 +550,12 @@ int RunCoordinator(TRankSolver& solver, const TSolveRequest& request, const TOpt
           break;
         case kTagResult:
           c.Note(TUnitOutcome::FromWire(data), w);
+          c.rankProgress[static_cast<size_t>(w)] = nlohmann::json();
           if (c.stopping) stopAll();
           if (!c.told[static_cast<size_t>(w)]) giveNext(w);
+          break;
+        case kTagProgress:
+          c.rankProgress[static_cast<size_t>(w)] = nlohmann::json::parse(data);
           break;
         case kTagBounds:
           solver.MergeBounds(data);
@@ -600,6 +657,8 @@ std::string MakeRequest(const TOptions& o, TSolveRequest& r) {
   r.threads = static_cast<uint8_t>(o.threads);
   // Each rank keeps one register over its units and saves it itself.
   r.autoSave.enabled = false;
+  // Every key is looked for: a unit cannot know how many the others found.
+  r.mode = SolutionMode::kAll;
   r.registerFiles = {};
   r.clearRegisterOnStart = false;
   if (RootWorkUnits(r).empty()) {
