@@ -6,10 +6,12 @@ single-process command line.
   mpi_runs.py idle MPIRUN MPI_PROGRAM CLI NP FEN N   as 'same', with fewer candidates than ranks
   mpi_runs.py resume MPIRUN MPI_PROGRAM CLI NP FEN N stopped by --time-limit, resumed from the files
   mpi_runs.py fail MPIRUN MPI_PROGRAM CLI NP FEN N   rank 1 fails: a clear message, a non-zero exit
+  mpi_runs.py signal MPIRUN MPI_PROGRAM CLI NP FEN N SIGUSR1 to mpirun stops every rank, which saves
 """
 import json
 import os
 import re
+import signal
 import subprocess
 import sys
 import tempfile
@@ -71,6 +73,27 @@ def main():
                 fail("the message must name the failed rank:\n" + err)
             if '"solutions"' in out:
                 fail("a failed run must print no result:\n" + out)
+            return
+        if mode == "signal":
+            prefix = os.path.join(home, "run")
+            cmd = [mpirun, "--oversubscribe", "-np", np, prog, "solve", "--fen", fen, "--mate", n, "--json",
+                   "--save-register", prefix]
+            p = subprocess.Popen(cmd, env=env, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+            # mpirun passes SIGUSR1 on to every rank.
+            try:
+                p.communicate(timeout=1.0)
+                fail("the run ended before the signal; choose a longer problem")
+            except subprocess.TimeoutExpired:
+                pass
+            p.send_signal(signal.SIGUSR1)
+            out, err = p.communicate(timeout=60)
+            if p.returncode != 130:
+                fail("a stopped run exits with 130, not %d\n%s%s" % (p.returncode, out, err))
+            if json.loads(out)["status"] != "stopped":
+                fail("the run should say it was stopped:\n" + out)
+            for r in range(int(np)):
+                if not os.path.exists("%s.rank%d.tmpReg" % (prefix, r)):
+                    fail("rank %d saved no register\n%s" % (r, err))
             return
         want_keys, want_text = cli_solution(cli, fen, n, env)
         if mode == "resume":
