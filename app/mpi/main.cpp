@@ -6,6 +6,7 @@
 #include <mpi.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -62,6 +63,9 @@ void Help() {
       "asks (rank 0 solves units too). Keys, threats and variations are the same as\n"
       "'ostravel-cli solve' prints; \"no further key\" only when every unit is done.\n\n"
       "  --threads T             search threads of each rank (default 1)\n"
+      "  --levels L              multithreading levels of each rank, 1 to 64 (default:\n"
+      "                          the setting); with 2 a rank's threads split the unit's\n"
+      "                          replies instead of meeting on its one root move\n"
       "  --time-limit S          stop every rank after S seconds\n"
       "  --share-plies P         share proved bounds of at least P plies with the\n"
       "                          other ranks (default 7; 0: share nothing)\n"
@@ -81,6 +85,7 @@ struct TOptions {
   std::string fen;
   int moves = 0;
   int threads = 1;
+  int levels = 0;  // 0: the setting
   double timeLimit = 0;
   double progress = 0;  // seconds between progress lines; 0: none
   int sharePlies = 7;
@@ -119,6 +124,9 @@ std::string ParseArgs(int argc, char** argv, TOptions& o) {
     } else if (a == "--threads") {
       if (!number(1, 255)) return "--threads must be from 1 to 255";
       o.threads = static_cast<int>(n);
+    } else if (a == "--levels") {
+      if (!number(1, 64)) return "--levels must be from 1 to 64";
+      o.levels = static_cast<int>(n);
     } else if (a == "--time-limit") {
       if (!number(0, 1e9)) return "--time-limit needs seconds";
       o.timeLimit = n;
@@ -647,7 +655,8 @@ int RunCoordinator(TRankSolver& solver, const TSolveRequest& request, const TOpt
 }
 
 // Every rank builds the same request from the same arguments.
-std::string MakeRequest(const TOptions& o, TSolveRequest& r) {
+// localRanks: the ranks on this machine, which share its memory.
+std::string MakeRequest(const TOptions& o, int localRanks, TSolveRequest& r) {
   if (!r.SetFen(o.fen)) return "invalid FEN: " + o.fen;
   if (!r.whiteToMove) return "a directmate needs White to move";
   ApplySettings(r, Settings());
@@ -655,6 +664,10 @@ std::string MakeRequest(const TOptions& o, TSolveRequest& r) {
   r.title = o.fen;
   r.problemId = 1;
   r.threads = static_cast<uint8_t>(o.threads);
+  if (o.levels) r.levels = static_cast<uint8_t>(o.levels);
+  // The ranks of one machine split its register budget between them.
+  const uint64_t budget = r.registerLimitMB ? r.registerLimitMB : DefaultRegisterLimitMB();
+  r.registerLimitMB = std::max<uint64_t>(16, budget / static_cast<uint64_t>(std::max(1, localRanks)));
   // Each rank keeps one register over its units and saves it itself.
   r.autoSave.enabled = false;
   // Every key is looked for: a unit cannot know how many the others found.
@@ -691,8 +704,13 @@ int Main(int argc, char** argv) {
     for (const std::string& w : LoadSettings())
       if (rank == 0) std::fprintf(stderr, "Warning: %s\n", w.c_str());
   }
+  MPI_Comm node;
+  MPI_Comm_split_type(MPI_COMM_WORLD, MPI_COMM_TYPE_SHARED, rank, MPI_INFO_NULL, &node);
+  int localRanks = 1;
+  MPI_Comm_size(node, &localRanks);
+  MPI_Comm_free(&node);
   TSolveRequest request;
-  if (error.empty()) error = MakeRequest(o, request);
+  if (error.empty()) error = MakeRequest(o, localRanks, request);
   if (!error.empty()) {
     if (rank == 0) std::fprintf(stderr, "ostravel-mpi: %s\n", error.c_str());
     MPI_Finalize();
