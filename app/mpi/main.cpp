@@ -251,7 +251,11 @@ struct TUnitOutcome {
 class TRankSolver {
  public:
   TRankSolver(const TSolveRequest& base, const TOptions& o, int rank)
-      : base_(base), bounds_(o.sharePlies > 0 ? o.sharePlies : 1 << 20), rank_(rank), failRank_(o.failRank) {
+      : base_(base),
+        bounds_(std::max(1, o.sharePlies)),
+        share_(o.sharePlies > 0),
+        rank_(rank),
+        failRank_(o.failRank) {
     reg_ = MakeRunRegister(base.moves, true, base.registerLimitMB);
     base_.reg = reg_;
   }
@@ -313,17 +317,16 @@ class TRankSolver {
     return o;
   }
   // The bounds proved since the last call worth sending to the others.
-  std::string NewBounds() { return sharing() ? bounds_.NewBatch(*reg_) : std::string(); }
+  std::string NewBounds() { return share_ ? bounds_.NewBatch(*reg_) : std::string(); }
   void MergeBounds(const std::string& batch) {
     if (bounds_.Merge(*reg_, batch) < 0) throw std::runtime_error("a batch of shared bounds arrived damaged");
   }
 
  private:
-  bool sharing() const { return bounds_.MinPlies() < (1 << 20); }
-
   TSolveRequest base_;
   std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg_;
   TSharedBounds bounds_;
+  bool share_;  // --share-plies 0: this rank sends nothing (it still merges what comes)
   TEngine engine_;
   int rank_;
   int failRank_;

@@ -119,6 +119,9 @@ def main():
             if code != 0:
                 fail("exit %d\n%s%s" % (code, out, err))
             got = json.loads(out)
+            # An eight-mover proves plenty of bounds of 7 plies and more: some must travel.
+            if int(n) >= 8 and got["shared_bounds_in"] == 0:
+                fail("no proved bounds reached rank 0:\n" + out)
             if mode == "idle" and got["units"] >= int(np):
                 fail("the position should have fewer candidates than ranks")
         if got["status"] != "completed" or got["units_completed"] != got["units"]:
