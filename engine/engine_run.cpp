@@ -180,7 +180,9 @@ bool SameSearchSettings(const TSearchSettings& a, const TSearchSettings& b) {
          a.allowExceptions == b.allowExceptions && a.customShortMateDepth == b.customShortMateDepth &&
          a.cutRepetitions == b.cutRepetitions && a.letTwoThreadsShareAMove == b.letTwoThreadsShareAMove &&
          a.computeVariations == b.computeVariations && a.showDuals == b.showDuals &&
-         a.rootPieces == b.rootPieces;
+         a.rootPieces == b.rootPieces && a.rootMoves.size() == b.rootMoves.size() &&
+         std::equal(a.rootMoves.begin(), a.rootMoves.end(), b.rootMoves.begin(),
+                    [](const TMove& x, const TMove& y) { return x.SameAs(y); });
 }
 
 // Builds and checks the root. Returns the refusal text, empty when fine.
@@ -344,6 +346,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     ss.mode = plan.mode;
     ss.lookForQuickerMateDepth = r.lookForQuickerMateDepth;
     ss.rootPieces = r.restriction < 0 ? r.markedSquares : 0;
+    ss.rootMoves = r.rootMoves;
     ss.verifyHeuristics = r.verifyHeuristics;
     ss.allowExceptions = r.allowExceptions;
     ss.customShortMateDepth = r.customShortMateDepth;
@@ -512,7 +515,9 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     for (const auto& s : searches) res.stats.Add(s->Stats());
   // A complete exact search without a key is a proof worth keeping: a later
   // run sharing the register answers at once.
-  if (exactCompleted && res.solutions.empty() && !st.StopWanted() && Storable(root))
+  // A root whose moves were restricted proves nothing about the position.
+  if (exactCompleted && res.solutions.empty() && !st.StopWanted() && Storable(root) && r.restriction >= 0 &&
+      r.rootMoves.empty())
     st.reg->Insert(static_cast<uint16_t>(d), root.board, rootHash, false);
 }
 

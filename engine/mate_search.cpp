@@ -76,7 +76,10 @@ uint8_t TMateSearch::FindForcedMateWith(const TChessboard& rootIn, int nMoves) {
   const int n = GenerateLegalMoves(root, all);
   std::vector<TMove> cand;
   for (int i = 0; i < n; ++i)
-    if (!settings_.rootPieces || (settings_.rootPieces >> all[i].from & 1)) cand.push_back(all[i]);
+    if ((!settings_.rootPieces || (settings_.rootPieces >> all[i].from & 1)) &&
+        (settings_.rootMoves.empty() || std::any_of(settings_.rootMoves.begin(), settings_.rootMoves.end(),
+                                                    [&](const TMove& u) { return u.SameAs(all[i]); })))
+      cand.push_back(all[i]);
   if (!settings_.sortIndications.empty()) {
     std::stable_partition(cand.begin(), cand.end(), [&](const TMove& m) {
       return std::any_of(settings_.sortIndications.begin(), settings_.sortIndications.end(),
@@ -193,7 +196,7 @@ uint8_t TMateSearch::FindForcedMateWith(const TChessboard& rootIn, int nMoves) {
     in.threads = threads;
     in.cores = ProcessorCount(false);
     in.root = &root;
-    in.restricted = settings_.rootPieces != 0;
+    in.restricted = settings_.rootPieces != 0 || !settings_.rootMoves.empty();
     const int proposal = ProposeThreadCount(in);
     if (proposal) {
       threadProposal_ = proposal;

@@ -83,6 +83,7 @@ struct TSearchSettings {
   std::string logPath;                 // search log file (LogMoves)
   std::vector<TMove> sortIndications;  // root moves to try first, in order
   uint64_t rootPieces = 0;             // not 0: only the men on these squares move at the root
+  std::vector<TMove> rootMoves;        // not empty: only these moves are tried at the root
   // Exact knowledge asked at White nodes below the root (a tablebase,
   // precalculated data); null: none. Not owned; outlives the search.
   IPositionProbe* probe = nullptr;

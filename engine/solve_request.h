@@ -86,6 +86,9 @@ struct TSolveRequest {
   // for square i, a1 = 0); the other moves are not tried as keys at all.
   int restriction = 0;
   uint64_t markedSquares = 0;
+  // Not empty: the root tries only these moves as keys (one unit of a run
+  // split over several processes); everything else is unchanged.
+  std::vector<TMove> rootMoves;
 
   // Template-family parameters of the search.
   int lookForQuickerMateDepth = 0;

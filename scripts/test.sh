@@ -18,6 +18,12 @@ git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
 echo "== Release build"
 scripts/build.sh build -DOSTRAVEL_TESTS=ON -DOSTRAVEL_BENCH=ON
 ctest --test-dir build -L "unit|concurrency" "${ctest_args[@]}"
+# The distributed solver's runs, where Open MPI is installed (one at a time:
+# their ranks take every core).
+if command -v mpirun >/dev/null 2>&1; then
+  echo "== MPI runs"
+  ctest --test-dir build -L mpi --output-on-failure --timeout 300
+fi
 echo "== Long tests (reduced)"
 OSTRAVEL_PERFT_BUDGET=2000000 OSTRAVEL_LONG_REDUCED=1 ctest --test-dir build -L long "${ctest_args[@]}"
 
