@@ -225,9 +225,10 @@ void TMateSearch::EnsureRegister(int plies) {
   reg_->SetStoreShortResults(settings_.storeShortResults);
   if (!rightsReg_) {
     // Positions with castling rights or an e.p. capture: usually few, kept
-    // out of the register that files save.
+    // out of the register that files save, and shared with every search on
+    // the same register.
     const uint32_t buckets = std::max<uint32_t>(16384, reg_->BucketCount() / 4);
-    rightsReg_ = std::make_shared<TAggregatedTemporaryChessboardRegister>(buckets, ElementLimit(buckets));
+    rightsReg_ = reg_->RightsCompanion(buckets, ElementLimit(buckets));
   }
   rightsReg_->SetStoreShortResults(settings_.storeShortResults);
 }

@@ -230,12 +230,28 @@ uint32_t TAggregatedTemporaryChessboardRegister::PartElementCount(uint64_t key) 
 }
 
 void TAggregatedTemporaryChessboardRegister::Clear() {
-  TExclusiveGateGuard x(gate_);
-  exact_->Clear();
-  subs_.clear();
-  total_.store(0);
-  maxPlies_.store(0);
-  pool_.ReleaseAllUnits();
+  {
+    TExclusiveGateGuard x(gate_);
+    exact_->Clear();
+    subs_.clear();
+    total_.store(0);
+    maxPlies_.store(0);
+    pool_.ReleaseAllUnits();
+  }
+  std::shared_ptr<TAggregatedTemporaryChessboardRegister> companion;
+  {
+    std::lock_guard<std::mutex> lk(companionLock_);
+    companion = companion_;
+  }
+  if (companion) companion->Clear();
+}
+
+std::shared_ptr<TAggregatedTemporaryChessboardRegister>
+TAggregatedTemporaryChessboardRegister::RightsCompanion(uint32_t bucketCount, uint32_t elementLimit) {
+  std::lock_guard<std::mutex> lk(companionLock_);
+  if (!companion_)
+    companion_ = std::make_shared<TAggregatedTemporaryChessboardRegister>(bucketCount, elementLimit);
+  return companion_;
 }
 
 void TAggregatedTemporaryChessboardRegister::Reset(uint32_t bucketCount) {

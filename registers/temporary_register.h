@@ -14,6 +14,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -177,6 +178,14 @@ class TAggregatedTemporaryChessboardRegister {
 
   // Drops every record and every sub-register (exclusive).
   void Clear();
+
+  // The companion register of the positions with castling rights or an e.p.
+  // right (their boards carry the rights, so they never meet this one's),
+  // made on first use and shared by every search that uses this register:
+  // the passes of a run and the work units of a split one prove them once.
+  // Cleared with this register; not saved to files.
+  std::shared_ptr<TAggregatedTemporaryChessboardRegister> RightsCompanion(uint32_t bucketCount,
+                                                                          uint32_t elementLimit);
   // Clear, and give every part bucketCount buckets from now on (exclusive).
   void Reset(uint32_t bucketCount);
 
@@ -224,6 +233,8 @@ class TAggregatedTemporaryChessboardRegister {
   std::unique_ptr<TTemporaryChessboardRegister<0>> exact_;
   std::map<uint64_t, std::unique_ptr<TSub>> subs_;  // changed only on the exclusive side
   std::atomic<uint32_t> total_{0};
+  std::mutex companionLock_;
+  std::shared_ptr<TAggregatedTemporaryChessboardRegister> companion_;
   std::atomic<uint32_t> limit_;
   std::atomic<bool> storeShort_{false};
   std::atomic<uint16_t> maxPlies_{0};

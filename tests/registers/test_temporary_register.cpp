@@ -42,6 +42,18 @@ class ExactPart : public ::testing::Test {
   const TBoardBytes pos = MakeBoard(1);
 };
 
+TEST_F(ExactPart, TheRightsCompanionIsSharedAndClearedWithTheRegister) {
+  // Every search on one register must find what another proved with rights.
+  auto a = reg.RightsCompanion(16384, 0);
+  auto b = reg.RightsCompanion(65536, 10);
+  ASSERT_EQ(a, b);
+  a->Insert(5, pos.data(), HashOf(pos), true);
+  EXPECT_TRUE(ProbeExact(*b, pos).found);
+  EXPECT_FALSE(Counts(pos).found);  // the register itself never sees it
+  reg.Clear();
+  EXPECT_FALSE(ProbeExact(*a, pos).found);
+}
+
 TEST_F(ExactPart, ShorterMateWinsAndNoMateIsCorrectedBelowIt) {
   reg.SetStoreShortResults(true);
   Insert(pos, 5, true);
