@@ -13,6 +13,7 @@
 #include "engine/run_register.h"
 #include "engine/run_registry.h"
 #include "engine/threads.h"
+#include "engine/work_units.h"
 #include "precalc/position_type.h"
 #include "problems/problem.h"
 #include "registers/temporary_register.h"
@@ -497,15 +498,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
   if (limit && static_cast<int>(keys.size()) > limit) keys.resize(static_cast<size_t>(limit));
   // Shown in the root's move order, not in the order threads happened to
   // find them, so that the same problem always prints the same text.
-  {
-    TMove order[kMaxMoves];
-    const int n = GenerateLegalMoves(root, order);
-    const auto rank = [&](const TSolution& s) {
-      return std::find_if(order, order + n, [&](const TMove& m) { return m.SameAs(s.key); }) - order;
-    };
-    std::stable_sort(keys.begin(), keys.end(),
-                     [&](const TSolution& a, const TSolution& b) { return rank(a) < rank(b); });
-  }
+  SortKeysInRootOrder(root, keys);
   res.solutions = std::move(keys);
   res.solutionCount = static_cast<int>(res.solutions.size());
   res.stoppedBySolutionLimit = limit && res.solutionCount >= limit;

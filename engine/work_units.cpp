@@ -194,6 +194,11 @@ std::vector<TSolution> MergeUnitSolutions(const TSolveRequest& r,
   TChessboard root;
   TTaskContext ctx;
   if (!RootOf(r, root, ctx)) return keys;
+  SortKeysInRootOrder(root, keys);
+  return keys;
+}
+
+void SortKeysInRootOrder(const TChessboard& root, std::vector<TSolution>& keys) {
   TMove order[kMaxMoves];
   const int n = GenerateLegalMoves(root, order);
   const auto rank = [&](const TSolution& s) {
@@ -201,7 +206,6 @@ std::vector<TSolution> MergeUnitSolutions(const TSolveRequest& r,
   };
   std::stable_sort(keys.begin(), keys.end(),
                    [&](const TSolution& a, const TSolution& b) { return rank(a) < rank(b); });
-  return keys;
 }
 
 std::string SerializeSolutions(const std::vector<TSolution>& solutions) {

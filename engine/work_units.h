@@ -22,6 +22,10 @@ class TAggregatedTemporaryChessboardRegister;
 // Empty when the request's position is not a valid root.
 std::vector<TMove> RootWorkUnits(const TSolveRequest& r);
 
+// Puts keys into the order of the root's legal moves, the order every run
+// prints them in, whichever thread or rank found them first.
+void SortKeysInRootOrder(const TChessboard& root, std::vector<TSolution>& keys);
+
 // The keys of the units as one run reports them: each key once, in the
 // root's move order.
 std::vector<TSolution> MergeUnitSolutions(const TSolveRequest& r,
