@@ -24,6 +24,7 @@
 #include "chess/notation.h"
 #include "config/settings.h"
 #include "engine/engine.h"
+#include "engine/global_register_probe.h"
 #include "engine/run_texts.h"
 #include "engine/solution_text.h"
 #include "engine/work_units.h"
@@ -67,6 +68,8 @@ void Help() {
       "                          the setting); with 2 a rank's threads split the unit's\n"
       "                          replies instead of meeting on its one root move\n"
       "  --time-limit S          stop every rank after S seconds\n"
+      "  --no-global-register    search the positions of stored types instead of\n"
+      "                          answering them from each machine's precalculated data\n"
       "  --share-plies P         share proved bounds of at least P plies with the\n"
       "                          other ranks (default 7; 0: share nothing)\n"
       "  --save-register PREFIX  each rank saves its register to PREFIX.rank<r>.tmpReg\n"
@@ -89,6 +92,7 @@ struct TOptions {
   double timeLimit = 0;
   double progress = 0;  // seconds between progress lines; 0: none
   int sharePlies = 7;
+  bool globalRegister = true;  // answer stored position types when the data folder has them
   std::string savePrefix, loadPrefix;
   bool json = false, quiet = false;
   int failRank = -1;  // a test hook: this rank throws on its first unit
@@ -133,6 +137,8 @@ std::string ParseArgs(int argc, char** argv, TOptions& o) {
     } else if (a == "--progress") {
       if (!number(0.1, 1e6)) return "--progress needs seconds";
       o.progress = n;
+    } else if (a == "--no-global-register") {
+      o.globalRegister = false;
     } else if (a == "--share-plies") {
       if (!number(0, 1000)) return "--share-plies needs a number of plies";
       o.sharePlies = static_cast<int>(n);
@@ -258,6 +264,9 @@ class TRankSolver {
         failRank_(o.failRank) {
     reg_ = MakeRunRegister(base.moves, true, base.registerLimitMB);
     base_.reg = reg_;
+    // Each machine answers from its own data folder; the answers are exact,
+    // so ranks with and without data agree.
+    if (o.globalRegister && (global_ = OpenGlobalRegister())) base_.probe = global_.get();
   }
 
   // Loads this rank's file of an earlier run; returns the report, or throws.
@@ -325,6 +334,7 @@ class TRankSolver {
  private:
   TSolveRequest base_;
   std::shared_ptr<TAggregatedTemporaryChessboardRegister> reg_;
+  std::unique_ptr<CGlobalRegisterProbe> global_;
   TSharedBounds bounds_;
   bool share_;  // --share-plies 0: this rank sends nothing (it still merges what comes)
   TEngine engine_;

@@ -7,6 +7,8 @@ single-process command line.
   mpi_runs.py resume MPIRUN MPI_PROGRAM CLI NP FEN N stopped by --time-limit, resumed from the files
   mpi_runs.py fail MPIRUN MPI_PROGRAM CLI NP FEN N   rank 1 fails: a clear message, a non-zero exit
   mpi_runs.py signal MPIRUN MPI_PROGRAM CLI NP FEN N SIGUSR1 to mpirun stops every rank, which saves
+  mpi_runs.py global MPIRUN MPI_PROGRAM CLI NP FEN N as 'same', with precalculated data of KRk in the
+                                                     data folder: used by the ranks, the same answer
 """
 import json
 import os
@@ -95,6 +97,10 @@ def main():
                 if not os.path.exists("%s.rank%d.tmpReg" % (prefix, r)):
                     fail("rank %d saved no register\n%s" % (r, err))
             return
+        if mode == "global":
+            code, out, err = run([cli, "precalc", "generate", "KRk"], env)
+            if code != 0:
+                fail("precalc generate: exit %d\n%s%s" % (code, out, err))
         want_keys, want_text = cli_solution(cli, fen, n, env)
         if mode == "resume":
             prefix = os.path.join(home, "run")
@@ -124,6 +130,10 @@ def main():
                 fail("no proved bounds reached rank 0:\n" + out)
             if mode == "idle" and got["units"] >= int(np):
                 fail("the position should have fewer candidates than ranks")
+            if mode == "global":
+                code, plain, err = mpi_run(mpirun, prog, np, fen, n, env, ["--no-global-register"])
+                if code != 0 or json.loads(plain)["nodes"] <= got["nodes"]:
+                    fail("the ranks did not answer from the data:\n%s\n--- without:\n%s%s" % (out, plain, err))
         if got["status"] != "completed" or got["units_completed"] != got["units"]:
             fail("not every unit completed:\n" + out)
         keys = sorted(s["uci"] for s in got["solutions"])
