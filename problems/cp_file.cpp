@@ -291,7 +291,10 @@ class Reader {
             while (j < seg.size() && seg[j] != ' ' && seg[j] != '\t' && seg[j] != '\r') ++j;
             if (j > start) line.emplace_back(seg.substr(start, j - start));
           }
-          if (!line.empty()) v.lines.push_back(std::move(line));
+          // "none" as a line of its own is no line either, as the writer
+          // would write a variant without lines.
+          if (!line.empty() && !(line.size() == 1 && EqualsNoCase(line[0], "none")))
+            v.lines.push_back(std::move(line));
           i = end + 1;
         }
       }

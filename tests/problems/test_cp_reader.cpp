@@ -134,18 +134,20 @@ TEST(CpReader, HeaderLines) {
   const TProblem p = OnlyProblem(
       "#4\n//@tmpreg=12\n//#TAGS\n//#castling\n//#  two words  \n"
       "//@SortIndications: Rh1-h8, Ke1-f2  \n"
-      "//!VARIANTS\n//!Main: Rh1-h8 Ke8-d7 Rh8-h7; 0-0\n//!Try: none\n//!ENDVARIANTS\n"
+      "//!VARIANTS\n//!Main: Rh1-h8 Ke8-d7 Rh8-h7; 0-0\n//!Try: none\n//!Cut: ;none\n//!ENDVARIANTS\n"
       "{ D: x\nFEN: " +
       std::string(kFen) + "\n}");
   EXPECT_EQ(p.tmpRegFile, 12u);
   EXPECT_EQ(p.tags, (std::vector<std::string>{"castling", "two words"}));
   EXPECT_EQ(p.sortIndications, "Rh1-h8, Ke1-f2");
-  ASSERT_EQ(p.variants.size(), 2u);
+  ASSERT_EQ(p.variants.size(), 3u);
   EXPECT_EQ(p.variants[0].name, "Main");
   EXPECT_EQ(p.variants[0].lines,
             (std::vector<std::vector<std::string>>{{"Rh1-h8", "Ke8-d7", "Rh8-h7"}, {"0-0"}}));
   EXPECT_EQ(p.variants[1].name, "Try");
   EXPECT_TRUE(p.variants[1].lines.empty());
+  // "none" as one of the lines is no line: written back, it reads the same.
+  EXPECT_TRUE(p.variants[2].lines.empty());
 }
 
 TEST(CpReader, MalformedHeaderLines) {
