@@ -273,11 +273,8 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
   if (!aux) {
     TypeCheck(st, root);
     // A sort indication that is no move of the position is left out; say why.
-    if (r.problem) {
-      std::string error;
-      SortIndicationMoves(*r.problem, &error);
-      if (!error.empty()) st.Message(TEngineMessage::kInfo, "Sort indications: " + error);
-    }
+    if (!r.sortIndicationError.empty())
+      st.Message(TEngineMessage::kInfo, "Sort indications: " + r.sortIndicationError);
     res.summary = SettingsSummary(r, r.hybridPhase, ProcessorCount(true));
     st.Message(TEngineMessage::kInfo, Joined(res.summary));
     st.Message(TEngineMessage::kStatus, ModeStatusLine(r));

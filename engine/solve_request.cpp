@@ -86,7 +86,7 @@ TSolveRequest RequestFromProblem(const TProblem& p, const TSettings& s, uint32_t
   r.whiteToMove = p.whiteToMove;
   r.moves = p.moves;
   ApplySettings(r, s);
-  AppendUnique(r.sortIndications, SortIndicationMoves(p));
+  AppendUnique(r.sortIndications, SortIndicationMoves(p, &r.sortIndicationError));
   if (s.UseMainVariantAsSortIndications >= 1)
     AppendUnique(r.sortIndications, FirstWhiteMoves(p, s.UseMainVariantAsSortIndications >= 2));
   for (const std::string& tag : p.tags) {

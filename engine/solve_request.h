@@ -82,6 +82,7 @@ struct TSolveRequest {
   bool relaxation = false;  // further passes with relaxed heuristics
   bool passWithoutHeuristics = true;
   std::vector<TMove> sortIndications;  // root moves to try first, in order
+  std::string sortIndicationError;     // why an indication of the problem was left out
   // Negative: the root moves only the men whose squares are marked (bit i
   // for square i, a1 = 0); the other moves are not tried as keys at all.
   int restriction = 0;

@@ -235,18 +235,22 @@ class TDeps {
   // `epLanding` >= 0 Black's last move was a double step to that square, and
   // White may also take e.p., which the stored value does not know.
   uint8_t White(const TPlace& p, int epLanding = -1) const {
-    uint8_t v = Stored(p);
-    if (epLanding >= 0) {
-      const int wk = KingSq(p, 0);
-      for (uint64_t m = EpCapturers(p, 0, epLanding); m;) {
-        TPlace c = p;
-        EpCapture(c, PopLsb(m), epLanding);
-        if (Attacked(c, wk, 1)) continue;
-        const uint8_t e = Black(c);
-        if (e && (v == kPrecalcNoMate || e < v)) v = e;
-      }
+    const uint8_t v = Stored(p);
+    const uint8_t e = epLanding >= 0 ? EpMate(p, epLanding) : 0;
+    return e && (v == kPrecalcNoMate || e < v) ? e : v;
+  }
+  // White's quickest mate by taking e.p. the pawn that has just stepped to
+  // `landing` (0: none); the captures all lead into smaller types.
+  uint8_t EpMate(const TPlace& p, int landing) const {
+    uint8_t best = 0;
+    for (uint64_t m = EpCapturers(p, 0, landing); m;) {
+      TPlace c = p;
+      EpCapture(c, PopLsb(m), landing);
+      if (Attacked(c, KingSq(c, 0), 1)) continue;
+      const uint8_t e = Black(c);
+      if (e && (!best || e < best)) best = e;
     }
-    return v;
+    return best;
   }
   // Black-to-move value of a placement of a smaller type, in the generator's
   // Black units: 0 no mate, otherwise 1 + White's mate length after Black's
@@ -574,13 +578,8 @@ class CGenerator {
         if (v == kPrecalcNoMate) v = kUnknown;  // Black escapes for good
       } else {
         v = KnownWhite(Encode(c), level);
-        for (uint64_t m = whiteEp >= 0 ? EpCapturers(c, 0, whiteEp) : 0; m;) {
-          TPlace e = c;
-          EpCapture(e, PopLsb(m), whiteEp);
-          if (Attacked(e, KingSq(e, 0), 1)) continue;
-          const unsigned ev = deps_.Black(e);
-          if (ev && ev < level && ev < v) v = ev;
-        }
+        const unsigned ev = whiteEp >= 0 ? deps_.EpMate(c, whiteEp) : 0;
+        if (ev && ev < level && ev < v) v = ev;
       }
       if (v == kUnknown) open = true;
       worst = std::max(worst, v);

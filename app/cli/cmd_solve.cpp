@@ -155,9 +155,13 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
       for (size_t at = 0; at <= v.size();) {
         const size_t comma = std::min(v.find(',', at), v.size());
         const std::string sq = v.substr(at, comma - at);
-        if (sq.size() != 2 || sq[0] < 'a' || sq[0] > 'h' || sq[1] < '1' || sq[1] > '8')
-          return "solve: --marked needs squares such as e2,d1, not \"" + sq + "\"";
-        o.marked |= uint64_t{1} << ((sq[1] - '1') * 8 + (sq[0] - 'a'));
+        const std::string bad = "solve: --marked needs squares such as e2,d1, not \"" + sq + "\"";
+        if (sq.size() != 2) return bad;
+        try {
+          o.marked |= uint64_t{1} << String2Square(sq.c_str());
+        } catch (const ChessException&) {
+          return bad;
+        }
         at = comma + 1;
       }
     } else if (a == "--lang") {
