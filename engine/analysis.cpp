@@ -44,6 +44,20 @@ TRunOutcome RunAndWait(TEngine& engine, const TSolveRequest& r, TEngineTask task
   return out;
 }
 
+TRunOutcome RunMateOnFreshEngine(const TSolveRequest& r, const TRunWatch& watch) {
+  TEngine engine;
+  TEngineCallbacks cb;
+  cb.onThreadProposal = [](int, const std::string&) { return false; };
+  return RunAndWait(engine, r, TEngineTask::kMate, std::move(cb), watch);
+}
+
+std::string RunError(const TRunOutcome& run) {
+  if (!run.refusal.empty()) return run.refusal;
+  if (run.result.status == TRunStatus::kRefused || run.result.status == TRunStatus::kFailed)
+    return run.result.message;
+  return {};
+}
+
 // ---------------------------------------------------------------- resume
 
 namespace {

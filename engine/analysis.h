@@ -47,6 +47,14 @@ struct TRunOutcome {
 TRunOutcome RunAndWait(TEngine& engine, const TSolveRequest& r, TEngineTask task, TEngineCallbacks cb,
                        const TRunWatch& watch);
 
+// A mate run on an engine of its own, for callers that run many short ones
+// and never change the thread count: the engine's proposal is declined.
+TRunOutcome RunMateOnFreshEngine(const TSolveRequest& r, const TRunWatch& watch);
+
+// Why a run gave no result: its refusal, or the message of a refused or
+// failed run; empty otherwise.
+std::string RunError(const TRunOutcome& run);
+
 // ---------------------------------------------------------------- resume
 
 struct TResumeSource {

@@ -20,13 +20,6 @@ std::string ValidationError(TChessboard& b) {
   return {};
 }
 
-TRunOutcome RunOnFreshEngine(const TSolveRequest& r, const TRunWatch& watch) {
-  TEngine engine;
-  TEngineCallbacks cb;
-  cb.onThreadProposal = [](int, const std::string&) { return false; };
-  return RunAndWait(engine, r, TEngineTask::kMate, std::move(cb), watch);
-}
-
 }  // namespace
 
 const char* EpdOutcomeName(TEpdOutcome o) {
@@ -86,7 +79,7 @@ TEpdCheck CheckEpdRecord(const TEpdRecord& rec, const TEpdCheckOptions& o, const
     bm.push_back(m);
     c.bmUci.push_back(MoveToUci(m));
   }
-  const TRunOutcome out = run ? run(r) : RunOnFreshEngine(r, o.watch);
+  const TRunOutcome out = run ? run(r) : RunMateOnFreshEngine(r, o.watch);
   const TSolveResult& res = out.result;
   c.seconds = res.seconds;
   c.nodes = res.nodes;
@@ -101,10 +94,8 @@ TEpdCheck CheckEpdRecord(const TEpdRecord& rec, const TEpdCheckOptions& o, const
   const bool bmOk = std::all_of(bm.begin(), bm.end(), [&](const TMove& b) {
     return std::any_of(keys.begin(), keys.end(), [&](const TMove& k) { return k.SameAs(b); });
   });
-  if (!out.refusal.empty()) {
-    c.message = out.refusal;
-  } else if (res.status == TRunStatus::kRefused || res.status == TRunStatus::kFailed) {
-    c.message = res.message;
+  if (const std::string error = RunError(out); !error.empty()) {
+    c.message = error;
   } else if (res.status == TRunStatus::kStopped) {
     c.outcome = TEpdOutcome::kStopped;
     c.message = out.stoppedByFlag ? "stopped by user" : "time limit reached";

@@ -59,6 +59,27 @@ TSearchStats TMateSearch::Stats() const {
   return s;
 }
 
+std::vector<TMove> RootCandidates(const TChessboard& root, uint64_t rootPieces,
+                                  const std::vector<TMove>& rootMoves,
+                                  const std::vector<TMove>& sortIndications) {
+  const auto in = [](const std::vector<TMove>& v, const TMove& m) {
+    return std::any_of(v.begin(), v.end(), [&](const TMove& u) { return u.SameAs(m); });
+  };
+  TMove all[kMaxMoves];
+  const int n = GenerateLegalMoves(root, all);
+  std::vector<TMove> cand;
+  for (int i = 0; i < n; ++i)
+    if ((!rootPieces || (rootPieces >> all[i].from & 1)) && (rootMoves.empty() || in(rootMoves, all[i])))
+      cand.push_back(all[i]);
+  std::vector<TMove> head;
+  for (const TMove& s : sortIndications)
+    for (const TMove& m : cand)
+      if (m.SameAs(s) && !in(head, m)) head.push_back(m);
+  for (const TMove& m : cand)
+    if (!in(head, m)) head.push_back(m);
+  return head;
+}
+
 template <class Policy>
 uint8_t TMateSearch::FindForcedMateWith(const TChessboard& rootIn, int nMoves) {
   if (nMoves < 1 || 2 * nMoves - 1 > kMaxSearchPly) throw std::invalid_argument("stipulation out of range");
@@ -71,33 +92,8 @@ uint8_t TMateSearch::FindForcedMateWith(const TChessboard& rootIn, int nMoves) {
   TChessboard root = rootIn;
   root.previous = nullptr;
 
-  // Candidates: every legal White move, the sort indications first.
-  TMove all[kMaxMoves];
-  const int n = GenerateLegalMoves(root, all);
-  std::vector<TMove> cand;
-  for (int i = 0; i < n; ++i)
-    if ((!settings_.rootPieces || (settings_.rootPieces >> all[i].from & 1)) &&
-        (settings_.rootMoves.empty() || std::any_of(settings_.rootMoves.begin(), settings_.rootMoves.end(),
-                                                    [&](const TMove& u) { return u.SameAs(all[i]); })))
-      cand.push_back(all[i]);
-  if (!settings_.sortIndications.empty()) {
-    std::stable_partition(cand.begin(), cand.end(), [&](const TMove& m) {
-      return std::any_of(settings_.sortIndications.begin(), settings_.sortIndications.end(),
-                         [&](const TMove& s) { return s.SameAs(m); });
-    });
-    std::vector<TMove> head;
-    for (const TMove& s : settings_.sortIndications)
-      for (const TMove& m : cand)
-        if (m.SameAs(s) &&
-            std::none_of(head.begin(), head.end(), [&](const TMove& h) { return h.SameAs(m); }))
-          head.push_back(m);
-    std::vector<TMove> rest;
-    for (const TMove& m : cand)
-      if (std::none_of(head.begin(), head.end(), [&](const TMove& h) { return h.SameAs(m); }))
-        rest.push_back(m);
-    cand = head;
-    cand.insert(cand.end(), rest.begin(), rest.end());
-  }
+  std::vector<TMove> cand =
+      RootCandidates(root, settings_.rootPieces, settings_.rootMoves, settings_.sortIndications);
   // Root moves after which a probe knows White can never mate are no keys.
   if (settings_.probe && std::popcount(root.occupied[0] | root.occupied[1]) <= settings_.probe->MaxMen()) {
     TMove skip[kMaxMoves];

@@ -53,6 +53,13 @@ struct TSearchProgress {
   std::string currentLine;  // root move under analysis, in full notation
 };
 
+// The root's candidate keys in the order a search tries them: the legal
+// moves (only of the men on rootPieces when not 0, only rootMoves when not
+// empty), the sort indications first.
+std::vector<TMove> RootCandidates(const TChessboard& root, uint64_t rootPieces,
+                                  const std::vector<TMove>& rootMoves,
+                                  const std::vector<TMove>& sortIndications);
+
 class TMateSearch {
  public:
   // The register is shared and outlives the search; when null the search

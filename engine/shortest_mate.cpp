@@ -53,25 +53,16 @@ TShortestMateResult FindShortestMate(const TSolveRequest& base, const TShortestM
     r.reg = shared;
     if (!shared && o.registerMB) r.reg = MakeRunRegister(k, true, o.registerMB);
     r.clearRegisterOnStart = false;  // the register is this search's own, shared by its lengths
-    TEngine engine;
-    TEngineCallbacks cb;
-    cb.onThreadProposal = [](int, const std::string&) { return false; };
     TRunWatch watch;
     watch.stop = o.stop;
     watch.timeLimit = left;
     watch.tick = o.tick;
     const uint64_t before = out.nodes;
     if (o.onTick) watch.onTick = [&](TEngine& e) { o.onTick(k, e, before); };
-    const TRunOutcome run = RunAndWait(engine, r, TEngineTask::kMate, std::move(cb), watch);
-    if (!run.refusal.empty()) {
-      out.error = run.refusal;
-      break;
-    }
+    const TRunOutcome run = RunMateOnFreshEngine(r, watch);
+    out.error = RunError(run);
+    if (!out.error.empty()) break;
     const TSolveResult& res = run.result;
-    if (res.status == TRunStatus::kRefused || res.status == TRunStatus::kFailed) {
-      out.error = res.message;
-      break;
-    }
     out.nodes += res.nodes;
     out.stopped = run.stoppedByFlag || run.timedOut || res.status == TRunStatus::kStopped;
     if (!res.solutions.empty()) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "engine/mate_search.h"
 #include "problems/problem.h"
 #include "registers/register_file.h"
 #include "registers/temporary_register.h"
@@ -19,10 +20,6 @@ bool RootOf(const TSolveRequest& r, TChessboard& root, TTaskContext& ctx) {
     return false;
   }
   return true;
-}
-
-bool Contains(const std::vector<TMove>& moves, const TMove& m) {
-  return std::any_of(moves.begin(), moves.end(), [&](const TMove& o) { return o.SameAs(m); });
 }
 
 // Length-prefixed fields: numbers as decimal words ended by ';', strings as
@@ -164,24 +161,7 @@ std::vector<TMove> RootWorkUnits(const TSolveRequest& r) {
   TChessboard root;
   TTaskContext ctx;
   if (!RootOf(r, root, ctx)) return {};
-  TMove all[kMaxMoves];
-  const int n = GenerateLegalMoves(root, all);
-  std::vector<TMove> head, rest;
-  for (const TMove& s : r.sortIndications)
-    for (int i = 0; i < n; ++i)
-      if (all[i].SameAs(s) && !Contains(head, all[i])) head.push_back(all[i]);
-  for (int i = 0; i < n; ++i) {
-    if (r.restriction < 0 && !(r.markedSquares >> all[i].from & 1)) continue;
-    if (!r.rootMoves.empty() && !Contains(r.rootMoves, all[i])) continue;
-    if (!Contains(head, all[i])) rest.push_back(all[i]);
-  }
-  // Sort indications of men the restriction leaves still are no candidates.
-  std::erase_if(head, [&](const TMove& m) {
-    return (r.restriction < 0 && !(r.markedSquares >> m.from & 1)) ||
-           (!r.rootMoves.empty() && !Contains(r.rootMoves, m));
-  });
-  head.insert(head.end(), rest.begin(), rest.end());
-  return head;
+  return RootCandidates(root, r.restriction < 0 ? r.markedSquares : 0, r.rootMoves, r.sortIndications);
 }
 
 std::vector<TSolution> MergeUnitSolutions(const TSolveRequest& r,

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <filesystem>
 
+#include "config/text_compare.h"
 #include "problems/cp_file.h"
 #include "problems/epd.h"
 #include "problems/popeye_format.h"
@@ -36,12 +37,12 @@ const char* FormatName(TFormat f) {
 }
 
 TFormat FormatOfPath(const std::string& path) {
-  std::string ext = fs::path(path).extension().string();
-  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
-  if (ext == ".cp") return TFormat::kCp;
-  if (ext == ".inp" || ext == ".pop" || ext == ".popeye") return TFormat::kPopeye;
-  if (ext == ".epd") return TFormat::kEpd;
-  if (ext == ".fen") return TFormat::kFen;
+  const std::string ext = fs::path(path).extension().string();
+  if (EqualsNoCase(ext, ".cp")) return TFormat::kCp;
+  if (EqualsNoCase(ext, ".inp") || EqualsNoCase(ext, ".pop") || EqualsNoCase(ext, ".popeye"))
+    return TFormat::kPopeye;
+  if (EqualsNoCase(ext, ".epd")) return TFormat::kEpd;
+  if (EqualsNoCase(ext, ".fen")) return TFormat::kFen;
   return TFormat::kUnknown;
 }
 
@@ -78,24 +79,18 @@ TProblemsRead ReadProblems(const std::string& text, TFormat f, int defaultMoves)
       for (const auto& rec : e.records) {
         TProblem p;
         std::string error;
-        if (!rec.dm && defaultMoves) {
-          TEpdRecord withDm = rec;
-          withDm.dm = defaultMoves;
-          if (EpdToProblem(withDm, p, error)) {
-            r.problems.push_back(std::move(p));
-            continue;
-          }
-        } else if (EpdToProblem(rec, p, error)) {
+        TEpdRecord withDm = rec;
+        if (!withDm.dm) withDm.dm = defaultMoves;  // the caller's stipulation for lines without dm
+        if (EpdToProblem(withDm, p, error))
           r.problems.push_back(std::move(p));
-          continue;
-        }
-        r.errors.push_back("line " + std::to_string(rec.line) + ": " + error);
+        else
+          r.errors.push_back("line " + std::to_string(rec.line) + ": " + error);
       }
       break;
     }
     case TFormat::kFen: {
-      const TFenListReadResult l = ReadFenList(text, defaultMoves);
-      r.problems = l.problems;
+      TFenListReadResult l = ReadFenList(text, defaultMoves);
+      r.problems = std::move(l.problems);
       for (const auto& err : l.errors)
         r.errors.push_back("line " + std::to_string(err.line) + ": " + err.message);
       break;
@@ -109,7 +104,7 @@ TProblemsRead ReadProblems(const std::string& text, TFormat f, int defaultMoves)
 bool WriteProblems(const std::vector<TProblem>& problems, TFormat f, std::string& out, std::string& error,
                    std::vector<std::string>* notes) {
   out.clear();
-  int tags = 0, variants = 0, extras = 0, keysAsBm = 0;
+  int tags = 0, variants = 0, extras = 0;
   for (size_t i = 0; i < problems.size(); ++i) {
     const TProblem& p = problems[i];
     const std::string which = "problem " + std::to_string(i + 1) + ": ";
@@ -134,7 +129,6 @@ bool WriteProblems(const std::vector<TProblem>& problems, TFormat f, std::string
           error = which + error;
           return false;
         }
-        keysAsBm += !rec.bm.empty();
         out += WriteEpdLine(rec) + "\n";
         break;
       }
@@ -161,7 +155,6 @@ bool WriteProblems(const std::vector<TProblem>& problems, TFormat f, std::string
       notes->push_back(std::to_string(extras) + " problem(s) lose their sort indications or register pin");
     if (f == TFormat::kFen) notes->push_back("a FEN list keeps neither stipulations nor descriptions");
   }
-  (void)keysAsBm;
   return true;
 }
 

@@ -199,9 +199,7 @@ int RunResume(const std::vector<std::string>& argsIn) {
     src.registerFile = files[0];
     src.problemFile = files[1];
   }
-  src.writerRunning = [](const TAutoSaveInfo& info) {
-    return ProcessRunning(info.ProcessId, info.ProcessFileName);
-  };
+  src.writerRunning = [](const TAutoSaveInfo& info) { return !AutoSaveWriterEnded(info); };
   if (files.empty() && src.slot.empty()) {
     const TOffer mode = setAside                       ? TOffer::kSetAside
                         : yes || !isatty(STDIN_FILENO) ? TOffer::kYes

@@ -304,6 +304,13 @@ class TUciSession {
       return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - t0)
           .count();
     };
+    // "info depth D nodes N nps R time T" of a mate length (depth in plies).
+    auto infoHead = [&](int moves, uint64_t nodes) {
+      const int64_t ms = elapsedMs();
+      return "info depth " + std::to_string(2 * moves - 1) + " nodes " + std::to_string(nodes) + " nps " +
+             std::to_string(ms ? nodes * 1000 / static_cast<uint64_t>(ms) : 0) + " time " +
+             std::to_string(ms);
+    };
     std::string best = "0000";
     if (!job_.valid) {
       out_.Line("info string no valid position: " + job_.error);
@@ -334,18 +341,12 @@ class TUciSession {
         lastInfo = now;
         const TProgressSnapshot s = engine.Snapshot();
         const uint64_t nodes = nodesBefore + s.nodes;
-        const int64_t ms = elapsedMs();
-        out_.Line("info depth " + std::to_string(2 * moves - 1) + " nodes " + std::to_string(nodes) +
-                  " nps " + std::to_string(ms ? nodes * 1000 / static_cast<uint64_t>(ms) : 0) + " time " +
-                  std::to_string(ms));
+        out_.Line(infoHead(moves, nodes));
         if (job_.opt.showCurrLine) CurrLine(s.currentLine, r.position);
       };
       if (!g.mate)
         so.onNoMate = [&](int moves, uint64_t nodes) {
-          const int64_t ms = elapsedMs();
-          out_.Line("info depth " + std::to_string(2 * moves - 1) + " nodes " + std::to_string(nodes) +
-                    " nps " + std::to_string(ms ? nodes * 1000 / static_cast<uint64_t>(ms) : 0) + " time " +
-                    std::to_string(ms) + " string no mate in " + std::to_string(moves));
+          out_.Line(infoHead(moves, nodes) + " string no mate in " + std::to_string(moves));
         };
       const TShortestMateResult found = FindShortestMate(r, so);
       if (!found.error.empty()) out_.Line("info string " + found.error);

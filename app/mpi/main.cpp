@@ -119,17 +119,19 @@ std::string ParseArgs(int argc, char** argv, TOptions& o) {
       ++i;
       return hasValue && ParseNumber(v, lo, hi, n);
     };
+    // Counts take whole numbers only: 2.7 threads is a typing error, not 2.
+    auto count = [&](double lo, double hi) { return number(lo, hi) && n == static_cast<int>(n); };
     if (a == "--fen" && hasValue) {
       o.fen = v;
       ++i;
     } else if (a == "--mate") {
-      if (!number(1, kMaxStipulationMoves) || n != static_cast<int>(n)) return "--mate must be from 1 to 125";
+      if (!count(1, kMaxStipulationMoves)) return "--mate must be from 1 to 125";
       o.moves = static_cast<int>(n);
     } else if (a == "--threads") {
-      if (!number(1, 255)) return "--threads must be from 1 to 255";
+      if (!count(1, 255)) return "--threads must be from 1 to 255";
       o.threads = static_cast<int>(n);
     } else if (a == "--levels") {
-      if (!number(1, 64)) return "--levels must be from 1 to 64";
+      if (!count(1, 64)) return "--levels must be from 1 to 64";
       o.levels = static_cast<int>(n);
     } else if (a == "--time-limit") {
       if (!number(0, 1e9)) return "--time-limit needs seconds";
@@ -140,7 +142,7 @@ std::string ParseArgs(int argc, char** argv, TOptions& o) {
     } else if (a == "--no-global-register") {
       o.globalRegister = false;
     } else if (a == "--share-plies") {
-      if (!number(0, 1000)) return "--share-plies needs a number of plies";
+      if (!count(0, 1000)) return "--share-plies needs a number of plies";
       o.sharePlies = static_cast<int>(n);
     } else if (a == "--save-register" && hasValue) {
       o.savePrefix = v;
@@ -149,7 +151,7 @@ std::string ParseArgs(int argc, char** argv, TOptions& o) {
       o.loadPrefix = v;
       ++i;
     } else if (a == "--test-fail-rank") {
-      if (!number(0, 1e6)) return "--test-fail-rank needs a rank";
+      if (!count(0, 1e6)) return "--test-fail-rank needs a rank";
       o.failRank = static_cast<int>(n);
     } else if (a == "--json") {
       o.json = true;
@@ -449,18 +451,16 @@ struct TCoordinator {
   }
 };
 
-std::string UnitText(const TSolveRequest& r, const TMove& m) {
-  TChessboard root;
-  TTaskContext ctx;
-  ProblemOfRequest(r).MakeRoot(root, ctx, true);
-  return MoveToText(root, m);
-}
-
 int RunCoordinator(TRankSolver& solver, const TSolveRequest& request, const TOptions& o, int ranks) {
   const auto t0 = std::chrono::steady_clock::now();
   TCoordinator c(o);
   c.units = RootWorkUnits(request);
-  for (const TMove& m : c.units) c.unitTexts.push_back(UnitText(request, m));
+  {
+    TChessboard root;
+    TTaskContext ctx;
+    ProblemOfRequest(request).MakeRoot(root, ctx, true);
+    for (const TMove& m : c.units) c.unitTexts.push_back(MoveToText(root, m));
+  }
   c.outcomes.resize(c.units.size());
   c.told.assign(static_cast<size_t>(ranks), false);
   c.done.assign(static_cast<size_t>(ranks), false);
@@ -504,7 +504,7 @@ int RunCoordinator(TRankSolver& solver, const TSolveRequest& request, const TOpt
       }
   };
   auto stopAll = [&]() {
-    if (!c.stopping) c.stopping = true;
+    c.stopping = true;
     solver.Stop();
     for (int w = 1; w < ranks; ++w)
       if (!c.told[static_cast<size_t>(w)]) {
@@ -687,14 +687,13 @@ std::string MakeRequest(const TOptions& o, int localRanks, TSolveRequest& r) {
   r.mode = SolutionMode::kAll;
   r.registerFiles = {};
   r.clearRegisterOnStart = false;
-  if (RootWorkUnits(r).empty()) {
-    TChessboard root;
-    TTaskContext ctx;
-    try {
-      ProblemOfRequest(r).MakeRoot(root, ctx, true);
-    } catch (const std::exception& e) {
-      return e.what();
-    }
+  // A root that cannot be made is refused with its reason.
+  TChessboard root;
+  TTaskContext ctx;
+  try {
+    ProblemOfRequest(r).MakeRoot(root, ctx, true);
+  } catch (const std::exception& e) {
+    return e.what();
   }
   return {};
 }
