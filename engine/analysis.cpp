@@ -6,6 +6,7 @@
 #include "config/autosave_info.h"
 #include "config/settings.h"
 #include "engine/autosave.h"
+#include "engine/heuristic_auto.h"
 #include "problems/cp_file.h"
 
 namespace ostravel {
@@ -199,11 +200,26 @@ TBenchRowResult BenchRow(const TReferenceProblem& p, const TBenchOptions& o) {
   r.registerLimitMB = o.registerLimitMB;
   r.probe = o.probe;
   r.collectStats = o.collectStats;
+  TEngineTask task = TEngineTask::kAuxMate;
+  if (!o.heuristics.empty()) {
+    if (o.heuristics == "auto") {
+      r.heuristicState = AutoHeuristics(r);
+    } else {
+      std::string error;
+      if (!ApplyIndications(o.heuristics, r.heuristicState, &error)) {
+        out.refusal = error;
+        return out;
+      }
+    }
+    r.heuristics = r.heuristicState.set;
+    r.relaxation = true;
+    task = TEngineTask::kMate;
+  }
   TEngine engine;
   TRunWatch watch;
   watch.timeLimit = o.timeLimit;
   watch.stop = o.stop;
-  const TRunOutcome run = RunAndWait(engine, r, TEngineTask::kAuxMate, {}, watch);
+  const TRunOutcome run = RunAndWait(engine, r, task, {}, watch);
   if (!run.refusal.empty()) {
     out.refusal = run.refusal;
     return out;
@@ -216,10 +232,26 @@ TBenchRowResult BenchRow(const TReferenceProblem& p, const TBenchOptions& o) {
   out.seconds = res.seconds;
   // The search passes only: the explanation of the keys is not what is measured.
   for (const TPassReport& pass : res.passes) out.nodes += pass.nodes;
-  for (const TSolution& s : res.solutions) out.keys.insert(MoveToUci(s.key));
+  for (const TSolution& s : res.solutions) {
+    const std::string uci = MoveToUci(s.key);
+    if (!s.confirmed) {
+      out.candidates.insert(uci);
+      continue;
+    }
+    out.keys.insert(uci);
+    out.keyPass[uci] = s.foundInPass;
+  }
   out.stats = res.stats;
   out.timedOut = run.timedOut;
   out.stopped = run.stoppedByFlag;
+  {
+    const std::set<std::string> want(p.keys.begin(), p.keys.end());
+    out.listedKeysFound = std::includes(out.keys.begin(), out.keys.end(), want.begin(), want.end());
+    for (const TPassReport& pass : res.passes)
+      if (pass.completed && (pass.plan.kind != TPassKind::kWithHeuristics || pass.plan.heuristics == 0))
+        out.complete = true;
+    if (task == TEngineTask::kAuxMate) out.complete = res.status == TRunStatus::kCompleted;
+  }
   if (res.status == TRunStatus::kCompleted) {
     const std::set<std::string> want(p.keys.begin(), p.keys.end());
     out.ok = p.complete ? out.keys == want

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -96,6 +97,13 @@ struct TBenchRowResult {
   bool stopped = false;  // by the stop flag
   bool ok = false;       // keys as the table lists them
   TSearchStats stats;    // with TBenchOptions::collectStats
+  // With heuristics: the listed keys are among the keys found and proved
+  // (also when the run did not end), the pass that found each key ("1b")
+  // and the keys found but not proved.
+  bool listedKeysFound = false;
+  std::map<std::string, std::string> keyPass;
+  std::set<std::string> candidates;
+  bool complete = false;  // the pass without heuristics ended: the key set is proved complete
 };
 
 struct TBenchOptions {
@@ -106,10 +114,13 @@ struct TBenchOptions {
   const std::atomic<bool>* stop = nullptr;
   IPositionProbe* probe = nullptr;  // exact answers below the root; null: none
   bool collectStats = false;
+  // Empty: one exact search. Else the indications of the first pass ("auto":
+  // chosen from the position), relaxed pass by pass, then the exact pass.
+  std::string heuristics;
 };
 
-// Solves one row of a reference table for all keys, exactly, on a fresh
-// register through the engine.
+// Solves one row of a reference table for all keys, exactly (or with
+// heuristics first), on a fresh register through the engine.
 TBenchRowResult BenchRow(const TReferenceProblem& p, const TBenchOptions& o);
 
 // The node-count signature of a table: the total nodes of every row on one

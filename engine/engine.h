@@ -11,6 +11,8 @@
 #include <memory>
 #include <string>
 
+#include "engine/heuristic_auto.h"
+#include "engine/heuristics.h"
 #include "engine/mate_search.h"  // TManualControl
 #include "engine/run_result.h"
 #include "engine/run_texts.h"

@@ -2,13 +2,18 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <ctime>
+#include <mutex>
 #include <new>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
 #include "chess/chessboard_id.h"
 #include "engine/crash_info.h"
+#include "engine/heuristics.h"
 #include "engine/mate_search.h"
+#include "engine/pass_plan.h"
 #include "engine/run_internal.h"
 #include "engine/run_register.h"
 #include "engine/run_registry.h"
@@ -182,6 +187,7 @@ bool SameSearchSettings(const TSearchSettings& a, const TSearchSettings& b) {
          a.cutRepetitions == b.cutRepetitions && a.letTwoThreadsShareAMove == b.letTwoThreadsShareAMove &&
          a.computeVariations == b.computeVariations && a.showDuals == b.showDuals &&
          a.rootPieces == b.rootPieces && a.rootMoves.size() == b.rootMoves.size() &&
+         (a.heuristics ? *a.heuristics : THeuristicState{}) == (b.heuristics ? *b.heuristics : THeuristicState{}) &&
          std::equal(a.rootMoves.begin(), a.rootMoves.end(), b.rootMoves.begin(),
                     [](const TMove& x, const TMove& y) { return x.SameAs(y); });
 }
@@ -226,10 +232,50 @@ void AppendUnique(std::vector<TMove>& out, const std::vector<TMove>& moves) {
     if (std::none_of(out.begin(), out.end(), [&](const TMove& o) { return o.SameAs(m); })) out.push_back(m);
 }
 
-void MergeKeys(std::vector<TSolution>& into, const std::vector<TSolution>& from) {
-  for (const auto& s : from)
-    if (std::none_of(into.begin(), into.end(), [&](const TSolution& o) { return o.key.SameAs(s.key); }))
+// Adds the keys of a pass that are new, naming the pass that found them; a
+// candidate of an earlier pass gives way to the same key proved.
+void MergeKeys(std::vector<TSolution>& into, const std::vector<TSolution>& from, const std::string& pass = {}) {
+  for (const auto& s : from) {
+    auto it = std::find_if(into.begin(), into.end(), [&](const TSolution& o) { return o.key.SameAs(s.key); });
+    if (it == into.end()) {
       into.push_back(s);
+      if (into.back().foundInPass.empty()) into.back().foundInPass = pass;
+    } else if (!it->confirmed && s.confirmed) {
+      const std::string first = it->foundInPass;
+      *it = s;
+      it->foundInPass = first.empty() ? pass : first;
+    }
+  }
+}
+
+// The time-dependent relaxation step is not taken in positions where a
+// quick pass says little: Black has three pawns or more, his king stands on
+// the edge and White has no queen (blocked pawn positions, whose passes end
+// quickly because the heuristics cut nearly everything).
+bool TimeRelaxationSkipped(const TChessboard& root) {
+  const int bk = root.BlackKingSquare();
+  const bool onEdge = (bk & 7) == 0 || (bk & 7) == 7 || (bk >> 3) == 0 || (bk >> 3) == 7;
+  return root.counts[kCntBP] >= 3 && onEdge && root.counts[kCntWQ] == 0;
+}
+
+// Two lines per relaxation step in TryRelaxSpecialHeuristics.log of the
+// working folder, under one lock.
+void LogRelaxation(const THeuristicState& before, const THeuristicState& after) {
+  static std::mutex lock;
+  std::lock_guard<std::mutex> lk(lock);
+  std::FILE* f = std::fopen("TryRelaxSpecialHeuristics.log", "a");
+  if (!f) return;
+  const std::time_t now = std::time(nullptr);
+  std::tm tm{};
+  localtime_r(&now, &tm);
+  char when[64];
+  std::snprintf(when, sizeof when, "%d-%02d-%02d %02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday,
+                tm.tm_hour, tm.tm_min, tm.tm_sec);
+  std::ostringstream th;
+  th << std::this_thread::get_id();
+  std::fprintf(f, "%s %s th=%s %s\n", when, "BEFORE", th.str().c_str(), HeuristicSetText(before, true).c_str());
+  std::fprintf(f, "%s %s th=%s %s\n", when, "AFTER", th.str().c_str(), HeuristicSetText(after, true).c_str());
+  std::fclose(f);
 }
 
 // Threats and variations: the last search explains its keys, earlier ones
@@ -254,7 +300,11 @@ void ExplainKeys(TRunShared& st, const std::vector<std::unique_ptr<TMateSearch>>
   for (auto& k : keys)
     for (const auto& e : explained)
       if (e.key.SameAs(k.key)) {
+        const std::string pass = k.foundInPass;
+        const bool confirmed = k.confirmed;
         k = e;
+        k.foundInPass = pass;
+        k.confirmed = confirmed;
         break;
       }
 }
@@ -324,7 +374,13 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
   int announcedMore = 1;
   res.mode = r.mode;
 
-  for (const TPassPlan& plan : plans) {
+  int skipRelaxations = 0;  // passes relaxed past by the time-dependent step
+  for (size_t planIndex = 0; planIndex < plans.size(); ++planIndex) {
+    const TPassPlan& plan = plans[planIndex];
+    if (skipRelaxations > 0 && plan.kind == TPassKind::kWithHeuristics && !plan.suffix.empty()) {
+      --skipRelaxations;
+      continue;
+    }
     if (!st.WaitWhilePaused()) break;
     const int limit = SolutionLimit(plan.mode);
     if (plan.onlyAfterSolution && keys.empty()) {
@@ -354,9 +410,16 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     ss.threads = std::max<int>({1, r.threads, forced.load()});
     ss.levels = r.levels;
     ss.letTwoThreadsShareAMove = r.letTwoThreadsShareAMove;
-    // Cutting lines at a repeated position keeps their failures out of the
-    // register, so only the passes that are not exact anyway do it.
-    ss.cutRepetitions = plan.heuristics != 0;
+    if (!ss.bruteForce) {
+      ss.heuristics = std::make_shared<const THeuristicState>(plan.state);
+      // The split nodes of further levels search without the rules, so a
+      // heuristic pass threads the root's candidates only.
+      ss.levels = 1;
+    }
+    // Quick mode's implicit heuristic: a line that repeats a position ends
+    // there. That keeps its failures out of the register, so only the passes
+    // with heuristics outside safe mode do it.
+    ss.cutRepetitions = plan.heuristics != 0 && (!plan.safeMode || std::getenv("OST_CUTREP"));
     ss.computeVariations = r.computeVariations;
     ss.showDuals = r.showDuals;
     ss.probe = r.probe;
@@ -463,7 +526,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t).count();
     report.nodes = search->Nodes() - nodes0;
     report.completed = code != kResEndOfDepth && !st.StopWanted();
-    MergeKeys(keys, search->Solutions());
+    MergeKeys(keys, search->Solutions(), plan.Name());
     report.solutionsAfter = static_cast<int>(keys.size());
     res.passes.push_back(report);
     {
@@ -487,6 +550,33 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     }
     if (forced.load() > r.forcedThreads) res.forcedThreads = forced.load();
     if (!report.completed) break;
+
+    // Relaxation after a completed pass with heuristics: the next pass's set
+    // is logged, and a pass that ended within a second earns one step more.
+    if (!ss.bruteForce && plan.kind == TPassKind::kWithHeuristics) {
+      const TPassPlan* next = nullptr;
+      for (size_t j = planIndex + 1; j < plans.size() && !next; ++j)
+        if (plans[j].kind == TPassKind::kWithHeuristics) next = &plans[j];
+      if (next) {
+        const long long ms = static_cast<long long>(report.seconds * 1000.0);
+        if (!TimeRelaxationSkipped(root)) {
+          std::string line;
+          if (TimeDependentRelaxation(ms, &line)) skipRelaxations = 1;
+          if (!line.empty()) st.Message(TEngineMessage::kInfo, line);
+        }
+        if (r.relaxationLog) {
+          // The set the next pass that runs will search with.
+          const TPassPlan* after = next;
+          int left = skipRelaxations;
+          for (size_t j = static_cast<size_t>(next - plans.data()) + 1; left > 0 && j < plans.size(); ++j)
+            if (plans[j].kind == TPassKind::kWithHeuristics) {
+              after = &plans[j];
+              --left;
+            }
+          LogRelaxation(plan.state, after->state);
+        }
+      }
+    }
   }
 
   if (!st.StopWanted() && !keys.empty()) ExplainKeys(st, searches, root, keys);

@@ -138,6 +138,7 @@ void TMateSearch::Explain(const TChessboard& rootIn, int nMoves) {
   TSearcher<TExactPolicy> s(*this, root);
   for (auto& sol : solutions_) {
     if (stop_.load()) break;
+    if (!sol.confirmed) continue;  // a candidate: nothing proved to explain
     sol.threat.clear();
     sol.variations.clear();
     s.Explain(sol, d);

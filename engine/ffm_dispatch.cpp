@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "engine/mate_search.h"
+#include "engine/heuristic_policy.h"
 #include "engine/search_policy.h"
 
 namespace ostravel {
@@ -20,11 +21,10 @@ uint8_t DispatchFindMateFFM(TMateSearch& search, const TChessboard& root, int nM
   if (s.allowExceptions > 1)
     throw std::runtime_error(
         "Error: no implementation in FindMateMultithreadingLevelThreadProcFFM for bAllowExceptions");
-  // Every combination runs the exact search today: no special heuristic
-  // exists yet, so nothing may be cut. A heuristic policy is chosen here from
-  // the heuristic set of the run, with verifyHeuristics (0: its cuts stand as
-  // doubtful, 1 and 255: doubtful nodes are searched again without them) and
-  // allowExceptions as its parameters.
+  // A pass with a set of special heuristics searches under their policy;
+  // its keys are confirmed by the exact one.
+  if (!s.bruteForce && s.heuristics && s.heuristics->set != 0)
+    return search.FindForcedMateWith<THeuristicPolicy>(root, nMoves);
   if (s.collectStats) return search.FindForcedMateWith<TExactStatsPolicy>(root, nMoves);
   return search.FindForcedMateWith<TExactPolicy>(root, nMoves);
 }

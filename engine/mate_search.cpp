@@ -26,7 +26,7 @@ bool TMateSearch::LimitReached() const {
   return limit && static_cast<int>(solutions_.size()) >= limit;
 }
 
-bool TMateSearch::AddSolution(const TChessboard& root, const TMove& m, int mateInPlies) {
+bool TMateSearch::AddSolution(const TChessboard& root, const TMove& m, int mateInPlies, bool confirmed) {
   std::lock_guard<std::mutex> lk(solutionsLock_);
   for (const auto& s : solutions_)
     if (s.key.from == m.from && s.key.to == m.to && (s.key.promotion & 0x1F) == (m.promotion & 0x1F))
@@ -35,6 +35,7 @@ bool TMateSearch::AddSolution(const TChessboard& root, const TMove& m, int mateI
   sol.key = m;
   sol.keyText = MoveToText(root, m);
   sol.mateIn = mateInPlies ? (mateInPlies + 1) / 2 : 0;
+  sol.confirmed = confirmed;
   solutions_.push_back(sol);
   if (onSolution) onSolution(solutions_.back());
   return LimitReached();
@@ -159,7 +160,14 @@ uint8_t TMateSearch::FindForcedMateWith(const TChessboard& rootIn, int nMoves) {
         s.PopCancel();
         if (stop_.load(std::memory_order_relaxed)) break;
         if (!queue->Finish(i, r)) continue;
-        if (r == kResMate && AddSolution(root, m, k < d ? k : 0)) limitHit = true;
+        bool confirmed = true;
+        if constexpr (Policy::kMayCut) {
+          // A key found under heuristics is a candidate until an exact search
+          // of the move proves it; the mates the pass found are in the
+          // register, so the proof mostly walks them again.
+          if (r == kResMate) confirmed = ConfirmKey(root, m, k);
+        }
+        if (r == kResMate && AddSolution(root, m, k < d ? k : 0, confirmed)) limitHit = true;
         ++progress_.rootDone;
       }
       UnregisterThread(&s);
@@ -211,6 +219,14 @@ uint8_t TMateSearch::FindForcedMateWith(const TChessboard& rootIn, int nMoves) {
 
 template uint8_t TMateSearch::FindForcedMateWith<TExactPolicy>(const TChessboard&, int);
 template uint8_t TMateSearch::FindForcedMateWith<TExactStatsPolicy>(const TChessboard&, int);
+template uint8_t TMateSearch::FindForcedMateWith<THeuristicPolicy>(const TChessboard&, int);
+
+bool TMateSearch::ConfirmKey(const TChessboard& root, const TMove& m, int plies) {
+  auto exact = std::make_unique<TSearcher<TExactPolicy>>(*this, root);
+  const uint8_t r = exact->RootMove(m, plies);
+  exact->Flush();
+  return r == kResMate;
+}
 
 void TMateSearch::EnsureRegister(int plies) {
   if (!reg_) {

@@ -145,7 +145,9 @@ class TMateSearch {
   void OutOfMemoryInThread();
 
  private:
-  bool AddSolution(const TChessboard& root, const TMove& m, int mateInPlies);
+  bool AddSolution(const TChessboard& root, const TMove& m, int mateInPlies, bool confirmed = true);
+  // An exact search of the root move m with bound `plies`: is it a key?
+  bool ConfirmKey(const TChessboard& root, const TMove& m, int plies);
   // Runs fn on min(wanted, work) threads (at least one) and waits for them.
   void RunStage(int wanted, int work, const std::function<void(TWorkerSlot&)>& fn);
   int PoolSizeFor(int wanted, int seats) const;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/heuristics.h"
 #include "engine/search_types.h"
 
 namespace ostravel {
@@ -25,7 +26,8 @@ struct TPassPlan {
   int number = 1;      // shown in the progress line
   std::string suffix;  // "b", "c", ... for relaxation passes
   TPassKind kind = TPassKind::kWithHeuristics;
-  uint32_t heuristics = 0;
+  uint32_t heuristics = 0;  // state.set
+  THeuristicState state;    // the set with its parameters
   bool bruteForce = false;
   bool safeMode = false;
   SolutionMode mode = SolutionMode::kAll;
@@ -40,6 +42,27 @@ struct TPassPlan {
 // without heuristics is then left out; the notes returned say what was left
 // out and why.
 std::vector<TPassPlan> PlanPasses(const TSolveRequest& r, std::vector<std::string>* notes = nullptr);
+
+// The sets of the relaxation passes after the initial one (1b, 1c, ...), in
+// the fixed order: the further FindForcedMate runs, each at the next level,
+// then FindForcedMate removed; the strict forms made mild (surrounded king,
+// promoted men, ext.edge); the edge rules widened one step at a time (king
+// not let move, then move only back to the edge, then the edge, then the
+// ext.edge, then none; the corner rule goes with the last); the king rules
+// (surrounded king, kings near, White king not receding) removed; the rules
+// tied to given men and squares removed; and last the rest. A step that
+// would not change the set is left out; the last set is never empty (the
+// pass without heuristics follows it).
+std::vector<THeuristicState> RelaxationSteps(const THeuristicState& initial);
+// The passes of that order as lines of text ("Pass 1: ...", "Pass 1b: ...",
+// ..., "Pass 2: ..."), for --show-relaxation and the selection dialog.
+std::vector<std::string> RelaxationPathTexts(const THeuristicState& initial);
+
+// The time-dependent step after a completed pass with heuristics: a pass
+// shorter than the limit earns one relaxation step more. Near the limit
+// (800 to 1,200 ms) the decision is reported in *line (left empty otherwise).
+constexpr int kTimeRelaxationLimitMs = 1000;
+bool TimeDependentRelaxation(long long ms, std::string* line);
 
 // Mode of the second phase of a hybrid run: the request's, but at least two
 // solutions, since the phase looks for duals.

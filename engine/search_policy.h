@@ -17,7 +17,9 @@
 //    must prove its keys answers kResDoubtful there, so that a verification
 //    pass searches the node again without the cut.
 //  - kMayCut: false when neither hook can ever cut (the exact search), which
-//    lets the register take every failure as a proof.
+//    lets the register take every failure as a proof. A policy that may cut
+//    also provides Violated (a line that breaks a rule is doubtful) and
+//    WhiteMove (heuristic_policy.h), tested only under `if constexpr`.
 #include <cstdint>
 
 #include "chess/board.h"
@@ -26,6 +28,9 @@
 namespace ostravel {
 
 struct TExactPolicy {
+  TExactPolicy() = default;
+  explicit TExactPolicy(const TSearchSettings&) {}
+  void Prepare(const TChessboard&) {}
   static constexpr bool kMayCut = false;
   // Counts where the nodes go (search_stats.h); off in the normal search.
   static constexpr bool kStats = false;
@@ -40,6 +45,7 @@ struct TExactPolicy {
 
 // The exact search with its counters on: the same nodes in the same order.
 struct TExactStatsPolicy : TExactPolicy {
+  using TExactPolicy::TExactPolicy;
   static constexpr bool kStats = true;
 };
 

@@ -2,10 +2,12 @@
 // Result codes, solutions and the request of one mate search.
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "chess/board.h"
+#include "engine/heuristics.h"
 #include "engine/position_probe.h"
 
 namespace ostravel {
@@ -53,6 +55,11 @@ struct TSolution {
   int threatIn = 0;                 // length of the threat mate, in moves (0: none)
   std::vector<TVariation> variations;
   bool variationsTruncated = false;
+  // The pass that found the key ("1", "1b", "2"), and whether an exact search
+  // of the key proved it. A key found under heuristics is a candidate until
+  // then, never a solution.
+  std::string foundInPass;
+  bool confirmed = true;
 };
 
 // Fixed settings of a run of the search (the template family's parameters
@@ -71,7 +78,9 @@ struct TSearchSettings {
   bool cutRepetitions = false;
   bool storeShortResults = true;  // let the register hold counts below 4 plies (mate in 2)
   bool smallRegister = false;     // always size the register for a small search
-  bool bruteForce = true;         // no special heuristics (none exist yet)
+  bool bruteForce = true;         // no special heuristics
+  // The special heuristics of a pass; null or an empty set: the exact search.
+  std::shared_ptr<const THeuristicState> heuristics;
   int threads = 1;
   int levels = 1;                       // multithreading levels (1..64)
   bool letTwoThreadsShareAMove = true;  // LetAnalyzeTheSameMoveInTwoThreads

@@ -22,7 +22,8 @@ TSearcher<Policy>::TSearcher(TMateSearch& s)
       rightsReg_(*s.rightsReg_),
       stop_(s.stop_),
       log_(s.log_.IsOpen() ? &s.log_ : nullptr),
-      probe_(s.settings_.probe) {
+      probe_(s.settings_.probe),
+      policy_(s.settings_) {
   probeMaxMen_ = probe_ ? probe_->MaxMen() : 0;
   // Mate-in-one answers are cheaper to recompute than to store.
   minStore_ = s.settings_.storeShortResults ? 3 : 4;
@@ -41,6 +42,8 @@ void TSearcher<Policy>::Reset(const TChessboard* line, int p) {
     stack_[i] = line[i];
     stack_[i].previous = i ? &stack_[i - 1] : nullptr;
   }
+  policy_.Prepare(line[0]);
+  bypass_ = 0;
   std::memset(killerW_, 0, sizeof killerW_);
   std::memset(killerB_, 0, sizeof killerB_);
   nCancels_ = 0;
@@ -190,6 +193,21 @@ bool TSearcher<Policy>::MateInOne(int p) {
   return false;
 }
 
+template <class Policy>
+bool TSearcher<Policy>::Threatens(int p, int plies) {
+  // The null move: Black passes, White moves again.
+  TChessboard& n = stack_[p + 2];
+  n = stack_[p + 1];
+  n.previous = &stack_[p + 1];
+  n.lastMove = TMove{};
+  n.remainingPlies = static_cast<uint16_t>(stack_[p + 1].remainingPlies - 1);
+  n.whiteKingCheck = n.blackKingCheck = -1;
+  ++bypass_;
+  const bool mate = plies <= 1 ? MateInOne(p + 2) : White(p + 2, plies) == kResMate;
+  --bypass_;
+  return mate;
+}
+
 // ------------------------------------------------------------ nodes
 
 // White to move in stack_[p], bound d plies (odd).
@@ -203,6 +221,10 @@ uint8_t TSearcher<Policy>::White(int p, int d) {
     return kResRepetition;
   }
   if (log_) registerPlies_ = -1;
+  if constexpr (Policy::kMayCut) {
+    // A line that breaks a rule is doubtful, unless White mates at once.
+    if (!bypass_ && policy_.Violated(stack_, p, d)) return MateInOne(p) ? kResMate : kResDoubtful;
+  }
   if (d == 1 && minStore_ > 1) return MateInOne(p) ? kResMate : kResNoMate;
   TChessboard& b = stack_[p];
   const bool storable = d >= minStore_;
@@ -227,6 +249,15 @@ uint8_t TSearcher<Policy>::White(int p, int d) {
         return kResNoMate;
       }
       lo = second;
+    }
+    if constexpr (Policy::kMayCut) {
+      // What this set already failed to mate at this bound or deeper.
+      // A shallower failure lets the search start deeper, as an exact one does.
+      uint16_t doubtful = 0, notDoubtful = 0;
+      if (!bypass_ && key.reg->ProbeSub(policy_.SubKey(), key.board, key.hash, doubtful, notDoubtful)) {
+        if (doubtful >= d) return kResDoubtful;
+        lo = std::max<int>(lo, doubtful);
+      }
     }
   }
   // A mate in one is cheaper to find than any probe answer.
@@ -293,6 +324,10 @@ uint8_t TSearcher<Policy>::Deepen(int p, int d, int lo, bool storable, TKey& key
   // Only a proof is stored: a failure that a repetition took part in depends
   // on the line, and a doubtful one on what the policy cut.
   if (r == kResNoMate && storable) Store(p, key, static_cast<uint16_t>(d), false);
+  if constexpr (Policy::kMayCut) {
+    if (r == kResDoubtful && storable && !bypass_)
+      key.reg->InsertSub(policy_.SubKey(), static_cast<uint16_t>(d), key.board, key.hash, true);
+  }
   return r;
 }
 
@@ -309,13 +344,17 @@ uint8_t TSearcher<Policy>::WhiteMoves(int p, int k, const TMove* skip, int nSkip
   for (int i = 0; i < n; ++i) {
     if (nSkip && std::any_of(skip, skip + nSkip, [&](const TMove& s) { return s.SameAs(moves[i]); }))
       continue;
+    PlayMove(b, stack_[p + 1], moves[i]);
     if constexpr (Policy::kMayCut) {
-      if (Policy::CutWhiteMove(b, moves[i], k)) {
-        doubtful = true;
-        continue;
+      if (!bypass_) {
+        using V = THeuristicPolicy::TWhiteVerdict;
+        const V v = policy_.WhiteMove(b, moves[i], stack_[p + 1], k);
+        if (v == V::kCut || (v == V::kIfThreat && !Threatens(p, std::min(policy_.ThreatPlies(), k - 2)))) {
+          doubtful = true;
+          continue;
+        }
       }
     }
-    PlayMove(b, stack_[p + 1], moves[i]);
     CountNode(p + 1);
     if (log_) log_->Move(p + 1, moves[i], b.board[moves[i].from]);
     const uint8_t r = Black(p + 1, k - 1);
@@ -360,6 +399,14 @@ uint8_t TSearcher<Policy>::Black(int p, int d) {
         if constexpr (Policy::kStats) ++At(p).etcCuts;
         Remember(killerB_[p], moves[i]);
         return kResNoMate;
+      }
+      if constexpr (Policy::kMayCut) {
+        uint16_t doubtful = 0, notDoubtful = 0;
+        if (!bypass_ && key.reg->ProbeSub(policy_.SubKey(), key.board, key.hash, doubtful, notDoubtful) &&
+            doubtful >= d - 1) {
+          Remember(killerB_[p], moves[i]);
+          return kResDoubtful;
+        }
       }
     }
   }
@@ -435,5 +482,6 @@ uint8_t TSearcher<Policy>::RootMove(const TMove& m, int d) {
 
 template class TSearcher<TExactPolicy>;
 template class TSearcher<TExactStatsPolicy>;
+template class TSearcher<THeuristicPolicy>;
 
 }  // namespace ostravel

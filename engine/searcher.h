@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "chess/board.h"
+#include "engine/heuristic_policy.h"
 #include "engine/search_log.h"
 #include "engine/search_policy.h"
 #include "engine/search_stats.h"
@@ -124,6 +125,10 @@ class TSearcher final : public TSearcherBase {
   TSearchPlyStats& At(int p) { return stats_.plies[static_cast<size_t>(p)]; }
 
   bool MateInOne(int p);
+  // White has just played into stack_[p + 1]: would White, were it to move
+  // again, mate within `plies`? (The threat test of FindForcedMate, searched
+  // exactly.)
+  bool Threatens(int p, int plies);
   uint8_t White(int p, int d);
   uint8_t WhiteProbed(int p, int d, bool storable, TKey& key, int lo);
   uint8_t Deepen(int p, int d, int lo, bool storable, TKey& key, const TMove* skip, int nSkip);
@@ -152,9 +157,12 @@ class TSearcher final : public TSearcherBase {
   TMove killerW_[kMaxSearchPly + 4][2];
   TMove killerB_[kMaxSearchPly + 4][2];
   TSearchStats stats_;  // empty unless Policy::kStats
+  Policy policy_;
+  int bypass_ = 0;  // > 0: inside an exact probe of a heuristic search (threat test)
 };
 
 extern template class TSearcher<TExactPolicy>;
 extern template class TSearcher<TExactStatsPolicy>;
+extern template class TSearcher<THeuristicPolicy>;
 
 }  // namespace ostravel

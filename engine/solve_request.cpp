@@ -30,6 +30,7 @@ void ApplySettings(TSolveRequest& r, const TSettings& s) {
   r.customScheduler = s.CustomScheduler != 0;
   r.languageId = s.LanguageId >= 0 && s.LanguageId <= 2 ? s.LanguageId : 1;
   r.logMoves = s.LogMoves != 0;
+  r.relaxationLog = s.TryRelaxSpecialHeuristicsLog != 0;
   r.letTwoThreadsShareAMove = s.LetAnalyzeTheSameMoveInTwoThreads != 0;
   r.clearRegisterOnStart = s.ClearRegisterOnStartSolving != 0;
   r.registerLimitMB = s.tempRegLimitMB;
@@ -140,6 +141,18 @@ std::string SearchLogPath(const TSolveRequest& r) {
   const std::filesystem::path folder =
       r.dataFolder.empty() ? DataFolder() : std::filesystem::path(r.dataFolder);
   return (folder / (name + ".log")).string();
+}
+
+}  // namespace ostravel
+
+namespace ostravel {
+
+THeuristicState RequestHeuristics(const TSolveRequest& r) {
+  THeuristicState s = r.heuristicState;
+  if (s.set == 0) s.set = r.heuristics;
+  // FindForcedMate chosen without a level searches checks and mate-in-one threats.
+  if ((s.set & SH_FINDFORCEDMATE) && s.ffmLevel == kFfmNone) s.ffmLevel = s.ffmInitialLevel = kFfmMate1;
+  return s;
 }
 
 }  // namespace ostravel

@@ -78,8 +78,12 @@ struct TSolveRequest {
   bool letTwoThreadsShareAMove = true;  // LetAnalyzeTheSameMoveInTwoThreads
   uint8_t schedulerLevels = 0;          // 0 = scheduler off
   bool customScheduler = false;
-  uint32_t heuristics = 0;  // initial set of special heuristics
+  uint32_t heuristics = 0;  // initial set of special heuristics (mask only; see heuristicState)
+  // The initial set with its parameters; when its set is 0, `heuristics`
+  // alone gives the set (with default parameters).
+  THeuristicState heuristicState;
   bool relaxation = false;  // further passes with relaxed heuristics
+  bool relaxationLog = false;  // TryRelaxSpecialHeuristicsLog: each step into TryRelaxSpecialHeuristics.log
   bool passWithoutHeuristics = true;
   std::vector<TMove> sortIndications;  // root moves to try first, in order
   std::string sortIndicationError;     // why an indication of the problem was left out
@@ -147,6 +151,10 @@ std::shared_ptr<TAggregatedTemporaryChessboardRegister> MakeRunRegister(int move
                                                                         uint64_t limitMB = 0);
 
 // A request for a problem of a collection: its position, stipulation and
+// The initial heuristic state of a request: heuristicState, or the mask of
+// `heuristics` with default parameters.
+THeuristicState RequestHeuristics(const TSolveRequest& r);
+
 // sort indications (the record's own, then the first moves of the main
 // variant or of all variants when UseMainVariantAsSortIndications is 1 or 2),
 // the mode its tags name ("AllSolutions", "StopOnDual", "StopOn3Sol",

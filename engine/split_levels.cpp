@@ -220,6 +220,7 @@ uint8_t TMateSearch::SplitNode(TSearcher<P>& parent, int p, int d, int level) {
 
 template uint8_t TMateSearch::SplitNode(TSearcher<TExactPolicy>&, int, int, int);
 template uint8_t TMateSearch::SplitNode(TSearcher<TExactStatsPolicy>&, int, int, int);
+template uint8_t TMateSearch::SplitNode(TSearcher<THeuristicPolicy>&, int, int, int);
 
 // ---------------------------------------------------------------- stages
 

@@ -52,6 +52,16 @@ void Help() {
       "  --marked SQUARES        only the men on these squares (e.g. e2,d1) move at\n"
       "                          the root: keys are looked for among their moves only\n"
       "  --no-second-pass        switch the pass without heuristics off\n"
+      "  --heuristics TEXT       special heuristics for the first pass, as indication\n"
+      "                          keywords (e.g. \"FFM(#2) ExtEdge AssertBKS(strict)\n"
+      "                          DLFU(e7 f7)\"), or auto: chosen from the position\n"
+      "                          (see README); relaxed pass by pass (1b, 1c, ...)\n"
+      "                          before pass 2 proves the key set complete. A key\n"
+      "                          found under heuristics is proved by an exact search\n"
+      "                          of that move before it counts as a solution\n"
+      "  --safe-mode             no quick-mode implicit heuristics\n"
+      "  --no-relax              one pass with heuristics, then pass 2\n"
+      "  --show-relaxation       print the passes and their heuristic sets; no search\n"
       "  --threads T             search threads per level (default: chosen from the\n"
       "                          processors, or 1 with MultithreadingLevels=0)\n"
       "  --levels L              multithreading levels, 1 to 64 (default: as threads)\n"
@@ -99,6 +109,8 @@ struct TSolveOptions {
   bool variations = true, duals = true, json = false, quiet = false, all = false, store = false,
        stats = false;
   bool globalRegister = true;
+  std::optional<std::string> heuristics;  // --heuristics: indications, or "auto"
+  bool safeMode = false, noRelax = false, showRelaxation = false;
   int problem = 0;
   int lang = -1;
 };
@@ -177,6 +189,22 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
       o.defence = true;
     } else if (a == "--no-second-pass") {
       o.noSecondPass = true;
+    } else if (a == "--heuristics") {
+      if (!value()) return "solve: --heuristics needs indications such as \"FFM(#2) ExtEdge\", or auto";
+      if (v != "auto") {
+        THeuristicState check;
+        std::string error;
+        if (!ApplyIndications(v, check, &error)) return "solve: --heuristics: " + error;
+        if (check.set == 0 && !check.safeMode && check.lfqmDepth == 0)
+          return "solve: --heuristics: no heuristic keyword in \"" + v + "\"";
+      }
+      o.heuristics = v;
+    } else if (a == "--safe-mode") {
+      o.safeMode = true;
+    } else if (a == "--no-relax") {
+      o.noRelax = true;
+    } else if (a == "--show-relaxation") {
+      o.showRelaxation = true;
     } else if (a == "--no-variations") {
       o.variations = false;
     } else if (a == "--no-duals") {
@@ -200,6 +228,7 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
     }
   }
   if (o.bruteForce && o.hybrid) return "solve: --brute-force and --hybrid exclude each other";
+  if (o.bruteForce && o.heuristics) return "solve: --brute-force and --heuristics exclude each other";
   if (!o.file.empty()) {
     if (!o.fen.empty() || o.moves) return "solve: give either a collection file or --fen and --mate";
     if (o.defence) return "solve: --defence takes a position given by --fen";
@@ -229,6 +258,20 @@ void ApplyOptions(const TSolveOptions& o, TSolveRequest& r) {
     r.markedSquares = o.marked;
   }
   if (o.noSecondPass) r.passWithoutHeuristics = false;
+  if (o.heuristics) {
+    if (*o.heuristics == "auto") {
+      r.heuristicState = AutoHeuristics(r);
+    } else {
+      // Checked by ParseArgs; on top of what the problem record indicates.
+      ApplyIndications(*o.heuristics, r.heuristicState);
+    }
+    r.heuristics = r.heuristicState.set;
+    r.relaxation = true;
+    r.bruteForce = false;
+  }
+  if (r.heuristicState.safeMode) r.safeMode = true;
+  if (o.safeMode) r.safeMode = r.heuristicState.safeMode = true;
+  if (o.noRelax) r.relaxation = false;
   if (o.threads) r.threads = static_cast<uint8_t>(o.threads);
   if (o.levels) {
     bool adjusted = false;
@@ -239,6 +282,20 @@ void ApplyOptions(const TSolveOptions& o, TSolveRequest& r) {
   r.showDuals = o.duals;
   r.collectStats = o.stats;
   if (o.lang >= 0) r.languageId = o.lang;
+}
+
+// --show-relaxation: the passes the request would run, without solving.
+int ShowRelaxation(const TSolveRequest& r) {
+  const THeuristicState s = RequestHeuristics(r);
+  if (s.set == 0) {
+    std::printf("%s\n", "No heuristics selected.");
+    return kExitOk;
+  }
+  std::vector<std::string> lines = RelaxationPathTexts(s);
+  if (!r.relaxation) lines.erase(lines.begin() + 1, lines.end() - 1);
+  if (!r.passWithoutHeuristics) lines.pop_back();
+  for (const auto& l : lines) std::printf("%s\n", l.c_str());
+  return kExitOk;
 }
 
 // Prints a finished run; returns its exit code.
@@ -290,6 +347,7 @@ int SolveFen(const TSolveOptions& o, const TRegisterOptions& files, const TTable
   r.problemId = 1;
   ApplyOptions(o, r);
   files.ApplyTo(r);
+  if (o.showRelaxation) return ShowRelaxation(r);
   const TEngineTask task = o.defence ? TEngineTask::kDefence : TEngineTask::kMate;
   std::atomic<bool> interrupt{false};
   InterruptGuard guard(&interrupt);
@@ -376,6 +434,10 @@ int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const
     TSolveRequest r = RequestFromProblem(p, Settings(), static_cast<uint32_t>(k));
     ApplyOptions(o, r);
     files.ApplyTo(r);
+    if (o.showRelaxation) {
+      ShowRelaxation(r);
+      continue;
+    }
     const TEngineTask task = p.whiteToMove ? TEngineTask::kMate : TEngineTask::kDefence;
     if (!o.json)
       std::printf("%sProblem %d: #%d %s\n", k == chosen.front() ? "" : "\n", k, p.moves, r.title.c_str());

@@ -79,6 +79,8 @@ nlohmann::json SolutionJson(const TSolution& s) {
   j["zugzwang"] = !s.keyChecks && s.threat.empty();
   j["variations"] = VariationsJson(s.variations);
   j["variations_truncated"] = s.variationsTruncated;
+  j["found_in_pass"] = s.foundInPass;
+  j["confirmed"] = s.confirmed;
   return j;
 }
 
@@ -141,6 +143,7 @@ nlohmann::json RunJson(const std::string& fen, const TSolveRequest& r, const TSo
     pj["pass"] = p.plan.Name();
     pj["kind"] = PassKindName(p.plan.kind);
     pj["heuristics"] = p.plan.heuristics;
+    pj["heuristic_set"] = p.plan.heuristics ? HeuristicSetText(p.plan.state, !p.plan.safeMode) : "";
     pj["mode"] = ModeName(p.plan.mode);
     pj["completed"] = p.completed;
     pj["solutions"] = p.solutionsAfter;
@@ -150,6 +153,11 @@ nlohmann::json RunJson(const std::string& fen, const TSolveRequest& r, const TSo
   }
   j["passes"] = std::move(passes);
   j["notes"] = res.notes;
+  // Proved complete: a pass without heuristics ran to its end.
+  bool complete = false;
+  for (const auto& p : res.passes)
+    complete |= p.completed && p.plan.heuristics == 0;
+  j["key_set_complete"] = complete;
   if (res.task == TEngineTask::kDefence) {
     const TDefenceResult& d = res.defence;
     nlohmann::json dj;

@@ -226,7 +226,10 @@ TEST(PassPlan, SwitchedOffPassWithoutHeuristicsLeavesItsNotes) {
   r.passWithoutHeuristics = false;
   std::vector<std::string> notes;
   const auto plan = PlanPasses(r, &notes);
-  ASSERT_EQ(plan.size(), 1u);
+  // The edge rule relaxes once, to the ext.edge; no pass 2 follows.
+  ASSERT_EQ(plan.size(), 2u);
+  EXPECT_EQ(plan[1].Name(), "1b");
+  EXPECT_EQ(plan[1].heuristics, SH_KEEPKINGWITHINEXTEDGE);
   EXPECT_TRUE(Has(notes, "\t* pass without heuristics has been skipped (on user's request)\n"));
   TSolveResult res;
   res.notes = notes;
