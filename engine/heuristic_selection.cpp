@@ -522,7 +522,7 @@ std::string ValidateHeuristicSelection(const THeuristicSelection& f, int lang, T
       if (!n || *n < 0) return error(TMsg::kFfmRelaxationsInvalid);
       const int max = kFfmMate5 - level;
       if (*n > max)
-        return error(TMsg::kFfmRelaxationsTooLarge) + std::to_string(max) +
+        return error(TMsg::kFfmRelaxationsTooLarge) + " " + std::to_string(max) +
                error(TMsg::kFfmRelaxationsTooLargeEnd);
       relaxations = *n;
     }
