@@ -8,6 +8,7 @@
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
+#include <QDialogButtonBox>
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -16,6 +17,7 @@
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QTemporaryDir>
@@ -33,7 +35,9 @@
 #include "config/settings.h"
 #include "engine/autosave.h"
 #include "engine/engine_texts.h"
+#include "engine/heuristics.h"
 #include "engine/solve_request.h"
+#include "heuristics_dialog.h"
 #include "main_window.h"
 #include "options_dialog.h"
 #include "platform/forced_close.h"
@@ -44,6 +48,12 @@
 
 using namespace ostravel;
 using namespace ostravel::gui;
+
+// Temporary stand-in until the pass planner provides the relaxation path;
+// its own definition replaces this weak one.
+__attribute__((weak)) std::vector<std::string> ostravel::RelaxationPathTexts(const THeuristicState& s) {
+  return {"Pass 1: " + HeuristicSetText(s, false), "Pass 2"};
+}
 
 namespace {
 
@@ -113,6 +123,12 @@ void DragFrom(TBoardWidget& b, int sq) {
   const QPointF to = at + QPointF(12, 12);
   QMouseEvent move(QEvent::MouseMove, to, b.mapToGlobal(to), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
   QCoreApplication::sendEvent(&b, &move);
+}
+
+void PressOk(QDialog& d) {
+  auto* box = d.findChild<QDialogButtonBox*>();
+  QVERIFY(box);
+  QTest::mouseClick(box->button(QDialogButtonBox::Ok), Qt::LeftButton);
 }
 
 }  // namespace
@@ -811,6 +827,167 @@ class TGuiTest : public QObject {
     QCOMPARE(back.LanguageId, 2);
     QCOMPARE(back.PrecalcPath, std::string("/x"));
     QVERIFY(ini.Text().rfind("; kept", 0) == 0);
+  }
+
+  void heuristicsDialogShowsEveryControl() {
+    THeuristicsDialog d(THeuristicState{}, true, 1);
+    QCOMPARE(d.windowTitle(), QStringLiteral("Selection of heuristics"));
+    QCOMPARE(d.Message(), QStringLiteral("No heuristics selected."));
+    QStringList texts;
+    for (QAbstractButton* b : d.findChildren<QAbstractButton*>()) texts << b->text();
+    for (QLabel* l : d.findChildren<QLabel*>()) texts << l->text();
+    for (QComboBox* c : d.findChildren<QComboBox*>())
+      for (int i = 0; i < c->count(); ++i) texts << c->itemText(i);
+    for (const char* label : {"Don't let bl.king move (unless immed.mate)",
+                              "allow exc",
+                              "Don't let bl.king out of the edge",
+                              "incl.b2/b7/g2/g7",
+                              "Don't let bl.king",
+                              "out of ext.edge",
+                              "move unless on the edge",
+                              "Keep king near corner, max.",
+                              "squares",
+                              "moves away",
+                              "Assert black king surrounded",
+                              "strict (max 2 free sqrs)",
+                              "Dynamically relax edge/ext.edge heuristics",
+                              "on advanced pawn",
+                              "on figure(s) captured",
+                              "(0 = off)",
+                              "also pawn(s)",
+                              "defer check",
+                              "moves",
+                              "applicable for ext.edge version ONLY",
+                              "skip defer check if balance change impossible",
+                              "let program automatically dyn.relax heuristics",
+                              "Sweeping white rook",
+                              "Don't recede black king",
+                              "Are kings near?",
+                              "Save queen/rook",
+                              "Don't lose any figures",
+                              "including pawns",
+                              "including promotable pawns",
+                              "Don't leave main diagonal (wh.bishop)",
+                              "Black piece not let leave main diagonal:",
+                              "Don't let promoted",
+                              "queen",
+                              "any figure move",
+                              "strict (less exceptions)",
+                              "Don't let black queen check twice",
+                              "Don't let unblock figure",
+                              "let program apply this heuristics dynamically",
+                              "Try reduce pos.to global reg. (endgame tablebase)",
+                              "Check position on 3 moves to mate",
+                              "Single queen mate",
+                              "Skip worst wh.moves",
+                              "One color play possible",
+                              "Key white figure",
+                              "Key line (vertical)",
+                              "Key diagonal",
+                              "Zugzwang position to return to",
+                              "after",
+                              "Capture black knight",
+                              "Sea snake",
+                              "approach",
+                              "turn back",
+                              "pendulum",
+                              "only after",
+                              "First run FindForcedMate",
+                              "Partially",
+                              "Partially + initial pass with edge heur.",
+                              "FFM with other heuristics",
+                              "check+excps",
+                              "threat #1",
+                              "add captures of fig.in bl.king neighborh.in FFM #2/#2+...",
+                              "Let relax FFM",
+                              "Show"})
+      QVERIFY2(texts.contains(QString::fromUtf8(label)), label);
+  }
+
+  void heuristicsDialogStaysOpenOnAConflict() {
+    THeuristicsDialog d(THeuristicState{}, true, 1);
+    d.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&d));
+    d.Check("extEdge")->setChecked(true);
+    d.Check("moveUnlessOnEdge")->setChecked(true);
+    PressOk(d);
+    QCOMPARE(d.Message(),
+             QStringLiteral("Conflict of heuristics: select only one of 'Don't let black king out of "
+                            "ext.edge' and '(Don't let black king) move unless back to the edge'"));
+    QVERIFY(d.isVisible());
+    QCOMPARE(d.result(), int(QDialog::Rejected));
+
+    // Corrected: the path is shown, OK closes with the selection.
+    d.Check("moveUnlessOnEdge")->setChecked(false);
+    d.Check("ffm")->setChecked(true);
+    d.findChild<QComboBox*>("ffmLevel")->setCurrentIndex(2);
+    d.Check("ffmWithOthers")->setChecked(true);
+    d.Check("letRelaxFfm")->setChecked(true);
+    d.Edit("ffmRelaxations")->setText("9");
+    PressOk(d);
+    QCOMPARE(d.Message(),
+             QStringLiteral("Number of heuristics relaxations for FFM is too large (max = 4 => #5)"));
+    d.Edit("ffmRelaxations")->setText("2");
+    QTest::mouseClick(d.findChild<QPushButton*>("show"), Qt::LeftButton);
+    QCOMPARE(d.PathText(),
+             QStringLiteral(
+                 "Pass 1: SH_KEEPKINGWITHINEXTEDGE, SH_FINDFORCEDMATE(#2-WithOtherHeuristics)\nPass 2"));
+    PressOk(d);
+    QCOMPARE(d.result(), int(QDialog::Accepted));
+    QVERIFY(!d.isVisible());
+    QCOMPARE(HeuristicSetText(d.State(), false),
+             std::string("SH_KEEPKINGWITHINEXTEDGE, SH_FINDFORCEDMATE(#2-WithOtherHeuristics)"));
+    QCOMPARE(d.State().ffmRelaxations, 2);
+
+    // In Polish the check speaks Polish; with relaxation off the count is noted and dropped.
+    THeuristicsDialog pl(d.State(), false, 0);
+    pl.Check("keyLine")->setChecked(true);
+    PressOk(pl);
+    QCOMPARE(pl.Message(), QStringLiteral("Nieprawidłowe pole Kluczowa linia"));
+    pl.Edit("keyLineFile")->setText("d");
+    PressOk(pl);
+    QCOMPARE(pl.result(), int(QDialog::Accepted));
+    QVERIFY(pl.Message().startsWith("Uwaga:"));
+    QCOMPARE(pl.State().ffmRelaxations, 0);
+    QCOMPARE(pl.State().keyLine, 3);
+  }
+
+  void heuristicsOfTheNextSolveAndThePreviousSettings() {
+    TMainWindow w;
+    w.SetQuiet(true);
+    QVERIFY(w.Action("heuristics")->isEnabled());
+    // The dialog is modal: it is driven from the event loop it runs.
+    auto choose = [&w](std::function<void(THeuristicsDialog&)> act) {
+      QTimer::singleShot(0, &w, [act] {
+        auto* d = qobject_cast<THeuristicsDialog*>(QApplication::activeModalWidget());
+        QVERIFY(d);
+        act(*d);
+      });
+      w.Action("heuristics")->trigger();
+    };
+    choose([](THeuristicsDialog& d) {
+      QTest::mouseClick(d.findChild<QPushButton*>("previous"), Qt::LeftButton);
+      QCOMPARE(d.Message(), QStringLiteral("No previous settings for heuristics"));
+      d.Check("kingsNear")->setChecked(true);
+      d.Check("dontLetKingMove")->setChecked(true);
+      PressOk(d);
+    });
+    QCOMPARE(HeuristicSetText(w.HeuristicState(), false), std::string("SH_AREKINGSNEAR, SH_DONTLETKINGMOVE"));
+    choose([](THeuristicsDialog& d) {
+      QVERIFY(d.Check("kingsNear")->isChecked());
+      d.Check("kingsNear")->setChecked(false);
+      d.Check("sweepingRook")->setChecked(true);
+      PressOk(d);
+    });
+    QCOMPARE(w.HeuristicState().set, SH_SWEEPINGWHITEROOK | SH_KEEPKINGONTHEEDGE);
+    // Cancel keeps the settings; "Previous settings" brings back the first ones.
+    choose([](THeuristicsDialog& d) {
+      QTest::mouseClick(d.findChild<QPushButton*>("previous"), Qt::LeftButton);
+      QVERIFY(d.Check("kingsNear")->isChecked());
+      QVERIFY(!d.Check("sweepingRook")->isChecked());
+      d.reject();
+    });
+    QCOMPARE(w.HeuristicState().set, SH_SWEEPINGWHITEROOK | SH_KEEPKINGONTHEEDGE);
   }
 
   void remembersTheWindowLayout() {
