@@ -332,6 +332,7 @@ THeuristicSelection SelectionOfState(const THeuristicState& s, bool relaxation) 
 std::string ValidateHeuristicSelection(const THeuristicSelection& f, int lang, THeuristicState* out,
                                        std::string* note, const TProblem* problem) {
   const auto error = [lang](TMsg id) { return Text(id, lang); };
+  if (note) note->clear();
   THeuristicState s = f.kept;
   s.set &= ~kDialogBits;
   uint32_t& set = s.set;

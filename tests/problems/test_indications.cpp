@@ -19,7 +19,7 @@ std::vector<std::string> Words(std::string_view line) {
   return out;
 }
 
-TEST(Indications, ParenthesesAndTheNoOfPromotedQueenHoldAWordTogether) {
+TEST(IndicationWords, ParenthesesAndTheNoOfPromotedQueenHoldAWordTogether) {
   EXPECT_EQ(Words(" Qd1-h5,DLFU(e7, f7)\tExtEdge  FFM(#2) "),
             (std::vector<std::string>{"Qd1-h5", "DLFU(e7, f7)", "ExtEdge", "FFM(#2)"}));
   EXPECT_EQ(Words("DontLetPromotedQueenMove NO e2-e4"),
@@ -34,7 +34,7 @@ TEST(Indications, ParenthesesAndTheNoOfPromotedQueenHoldAWordTogether) {
   EXPECT_TRUE(Words(" ,\t").empty());
 }
 
-TEST(Indications, KeywordForms) {
+TEST(IndicationWords, KeywordForms) {
   for (const char* w : {"DLFU(e7 f7)",
                         "DLFU()",
                         "DLFU(a9)",
@@ -61,7 +61,7 @@ TEST(Indications, KeywordForms) {
     EXPECT_FALSE(IsIndicationKeyword(w)) << w;
 }
 
-TEST(Indications, SortMovesSkipTheKeywords) {
+TEST(IndicationWords, SortMovesSkipTheKeywords) {
   TProblem p;
   p.moves = 3;
   ASSERT_TRUE(p.SetFen("8/8/8/8/8/8/4QRb1/R3K2k w Q - 0 1"));
@@ -81,7 +81,7 @@ TEST(Indications, SortMovesSkipTheKeywords) {
   EXPECT_EQ(error, "FFM(x): Improper move description");
 }
 
-TEST(Indications, TheLineIsStoredAsWritten) {
+TEST(IndicationWords, TheLineIsStoredAsWritten) {
   TProblem p;
   p.moves = 3;
   ASSERT_TRUE(p.SetFen("8/8/8/8/8/8/4QRb1/R3K2k w Q - 0 1"));
