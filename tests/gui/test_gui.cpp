@@ -957,12 +957,15 @@ class TGuiTest : public QObject {
     w.SetQuiet(true);
     QVERIFY(w.Action("heuristics")->isEnabled());
     // The dialog is modal: it is driven from the event loop it runs.
-    auto choose = [&w](std::function<void(THeuristicsDialog&)> act) {
+    auto answer = [&w](std::function<void(THeuristicsDialog&)> act) {
       QTimer::singleShot(0, &w, [act] {
         auto* d = qobject_cast<THeuristicsDialog*>(QApplication::activeModalWidget());
         QVERIFY(d);
         act(*d);
       });
+    };
+    auto choose = [&](std::function<void(THeuristicsDialog&)> act) {
+      answer(act);
       w.Action("heuristics")->trigger();
     };
     choose([](THeuristicsDialog& d) {
@@ -988,6 +991,24 @@ class TGuiTest : public QObject {
       d.reject();
     });
     QCOMPARE(w.HeuristicState().set, SH_SWEEPINGWHITEROOK | SH_KEEPKINGONTHEEDGE);
+
+    // PromptHeuristics: every solve asks first, and Cancel cancels it.
+    w.Action("addProblem")->trigger();
+    QVERIFY(w.SetFen("k7/8/1K6/8/8/8/8/7R w - - 0 1"));
+    w.StipulationBox()->setValue(1);
+    MutableSettings().PromptHeuristics = 1;
+    answer([](THeuristicsDialog& d) { d.reject(); });
+    QVERIFY(!w.Solve());
+    answer([](THeuristicsDialog& d) {
+      d.Check("sweepingRook")->setChecked(false);
+      PressOk(d);
+    });
+    const bool solving = w.Solve();
+    MutableSettings().PromptHeuristics = 0;
+    QVERIFY(solving);
+    QCOMPARE(w.HeuristicState().set, SH_KEEPKINGONTHEEDGE);
+    QTRY_VERIFY_WITH_TIMEOUT(w.CurrentSession()->Ended(), 20000);
+    QCOMPARE(TopLevelTexts(w.SolutionTree()), QStringList{"1.Rh1-h8!"});
   }
 
   void remembersTheWindowLayout() {
