@@ -71,13 +71,19 @@ constexpr std::array kKeys = {
 
 // Each entry leaves this list with the code that acts on it.
 constexpr std::array kNoEffectYet = {
-    "SchedulerLevels",          "CustomScheduler",
-    "SchedulerThreadPool",      "ObserverLevels",
-    "CheckTempRegCoherency",    "UseGlobalRules",
-    "RegisterInfoLog",          "TryRelaxSpecialHeuristicsLog",
-    "PromptHeuristics",         "UsePredefinedIndications",
-    "CommentCompatibilityMode", "ShowMainVariant",
-    "MinimizeToTray",           "GlobalRegisterForceDiskAccess",
+    "SchedulerLevels",
+    "CustomScheduler",
+    "SchedulerThreadPool",
+    "ObserverLevels",
+    "CheckTempRegCoherency",
+    "UseGlobalRules",
+    "RegisterInfoLog",
+    "TryRelaxSpecialHeuristicsLog",
+    "UsePredefinedIndications",
+    "CommentCompatibilityMode",
+    "ShowMainVariant",
+    "MinimizeToTray",
+    "GlobalRegisterForceDiskAccess",
 };
 
 constexpr const char* kPrecalcPathKey = "PrecalcPath";

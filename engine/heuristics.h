@@ -57,10 +57,10 @@ struct THeuristicState {
   uint32_t set = 0;
 
   // edge heuristics (SH_KEEPKINGONTHEEDGE, SH_KEEPKINGWITHINEXTEDGE)
-  bool edgeStrict = false;        // with SH_KEEPKINGONTHEEDGE: "Don't let black king move"
-  bool edgeAlmostStrict = false;  // ... "(excptns)": move only when forced back to the edge
-  bool inclCorner = false;        // b2, b7, g2, g7 count as allowed too
-  bool extEdgeStrict = false;     // ext.edge: on the second line, or onto the edge only
+  bool edgeStrict = false;            // with SH_KEEPKINGONTHEEDGE: "Don't let black king move"
+  bool edgeAlmostStrict = false;      // ... "(excptns)": move only when forced back to the edge
+  bool inclCorner = false;            // b2, b7, g2, g7 count as allowed too
+  bool extEdgeStrict = false;         // ext.edge: on the second line, or onto the edge only
   int8_t relaxOnFiguresCaptured = 0;  // "C": black figures whose capture relaxes (0 off)
   bool relaxAlsoPawns = false;        // captured pawns count as well
   bool relaxOnAdvancedPawn = false;   // "A": a White pawn near promotion relaxes
@@ -69,6 +69,7 @@ struct THeuristicState {
   bool relaxExtEdgeOnly = false;      // dynamic relaxation of the ext.edge form only
   bool skipDeferIfNoBalanceChange = false;
   bool autoDynamicRelax = false;  // the engine may relax dynamically by itself
+  bool allowExceptions = false;   // "allow exc": the search's heuristic exceptions (bAllowExceptions)
 
   int8_t cornerDistance = 0;  // SH_KEEPKINGNEARCORNER: n > 0 squares, n < 0 king moves
 
@@ -76,10 +77,10 @@ struct THeuristicState {
   bool blockedEffective = false;    // "EFF"
   bool dlfuDynamic = true;          // may be applied dynamically (on by default)
 
-  uint8_t pawnsMode = 0;         // SH_DONTLOSEANYFIGURES: 0, 1 incl.pawns, 2 incl.pawnsBeforePromo
-  bool promotedStrict = false;   // SH_DONTLETPROMOTED...: fewer exceptions
+  uint8_t pawnsMode = 0;          // SH_DONTLOSEANYFIGURES: 0, 1 incl.pawns, 2 incl.pawnsBeforePromo
+  bool promotedStrict = false;    // SH_DONTLETPROMOTED...: fewer exceptions
   bool surroundedStrict = false;  // SH_ASSERTBLACKKINGSURROUNDED: at most two free squares
-  uint8_t colourMode = 0;        // SH_ONECOLORPLAYPOSSIBLE: 1 white squares, 2 black, 3 separated
+  uint8_t colourMode = 0;         // SH_ONECOLORPLAYPOSSIBLE: 1 white squares, 2 black, 3 separated
   int keySquare = -1;
   int keyWhiteFigure = -1;
   int keyDiagonal[2] = {-1, -1};
@@ -125,5 +126,14 @@ uint32_t HeuristicParameterDigest(const THeuristicState& s);
 // into s. Words that are no keyword (sort moves) are left alone. Returns false
 // with the message in *error on a malformed keyword; s is then unchanged.
 bool ApplyIndications(const std::string& text, THeuristicState& s, std::string* error = nullptr);
+
+// Text of a FindForcedMate level ("CheckOnly", "#1", "#1+", ... "#5"); empty for none.
+std::string FfmLevelText(uint8_t level);
+// A square as printed in the set text: "E7"; empty for an unset square.
+std::string HeuristicSquareText(int square);
+
+// The passes that relaxation would run from this state, one line each, for
+// the selection dialog's "Show" (pass_plan.cpp).
+std::vector<std::string> RelaxationPathTexts(const THeuristicState& s);
 
 }  // namespace ostravel

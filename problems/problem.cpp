@@ -5,6 +5,7 @@
 
 #include "chess/fen.h"
 #include "chess/notation.h"
+#include "problems/indications.h"
 
 namespace ostravel {
 
@@ -147,13 +148,10 @@ std::vector<TMove> SortIndicationMoves(const TProblem& p, std::string* error) {
     return result;
   }
   // The user typed them: the move-input reader's rules and messages apply.
-  size_t i = 0;
-  while (i < s.size()) {
-    while (i < s.size() && (s[i] == ' ' || s[i] == '\t' || s[i] == ',')) ++i;
-    const size_t start = i;
-    while (i < s.size() && s[i] != ' ' && s[i] != '\t' && s[i] != ',') ++i;
-    if (i == start) break;
-    const std::string text = s.substr(start, i - start);
+  // Heuristic keywords on the same line are the engine's to read.
+  for (const TIndicationWord& w : SplitIndications(s)) {
+    if (IsIndicationKeyword(w.text)) continue;
+    const std::string text(w.text);
     try {
       AddUnique(result, ReadUserMove(root, text));
     } catch (const ChessException& e) {

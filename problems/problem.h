@@ -89,8 +89,10 @@ bool ParseVariantLine(const TProblem& p, const std::vector<std::string>& line, s
 std::vector<TMove> FirstWhiteMoves(const TProblem& p, bool allVariants, std::string* error = nullptr);
 
 // The sort indications read as White moves of the start position in full
-// notation, separated by blanks or commas; texts that are not moves of the
-// position are skipped (and the first reported in `error` when given).
+// notation, separated by blanks or commas; heuristic keywords of the same
+// line (problems/indications.h) are left to the engine, other texts that are
+// not moves of the position are skipped (and the first reported in `error`
+// when given).
 std::vector<TMove> SortIndicationMoves(const TProblem& p, std::string* error = nullptr);
 
 }  // namespace ostravel

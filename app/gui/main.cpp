@@ -25,6 +25,7 @@
 #include "config/settings.h"
 #include "engine/autosave.h"
 #include "engine/crash_info.h"
+#include "engine/heuristics.h"
 #include "main_window.h"
 #include "platform/crash_handler.h"
 #include "platform/single_instance.h"

@@ -58,6 +58,7 @@
 #include "engine/solution_text.h"
 #include "engine/threads.h"
 #include "engine_adapter.h"
+#include "heuristics_dialog.h"
 #include "options_dialog.h"
 #include "platform/crash_handler.h"
 #include "platform/crash_trigger.h"
@@ -255,8 +256,7 @@ void TMainWindow::BuildActions() {
   pause->setCheckable(true);
   connect(pause, &QAction::triggered, this, &TMainWindow::PauseCurrent);
   connect(MakeAction("stop", QKeySequence("F8")), &QAction::triggered, this, &TMainWindow::StopCurrent);
-  // The heuristics are not offered by the engine yet: visible but disabled.
-  MakeAction("heuristics")->setEnabled(false);
+  connect(MakeAction("heuristics"), &QAction::triggered, this, [this] { EditHeuristics(); });
   connect(MakeAction("pauseThread"), &QAction::triggered, this, &TMainWindow::PauseThreadDialog);
   const std::pair<const char*, TManualControl> controls[] = {{"skipCurrent", TManualControl::kSkipCurrent},
                                                              {"skipNext", TManualControl::kSkipNext},
@@ -466,7 +466,8 @@ void TMainWindow::BuildWidgets() {
   levels_->setRange(1, 64);
   levels_->setValue(plan.levels);
   heuristicsButton_ = new QPushButton;
-  heuristicsButton_->setEnabled(false);
+  heuristicsButton_->setObjectName("heuristicsButton");
+  connect(heuristicsButton_, &QPushButton::clicked, Action("heuristics"), &QAction::trigger);
   solveButton_ = new QPushButton;
   pauseButton_ = new QPushButton;
   pauseButton_->setCheckable(true);
@@ -600,7 +601,7 @@ void TMainWindow::RetranslateUi() {
       {"about", tr("&About Ostravel")},
   };
   for (const TText& t : texts) Action(t.name)->setText(t.text);
-  Action("heuristics")->setToolTip(tr("Not offered by this version of the engine"));
+  Action("heuristics")->setToolTip(tr("The special heuristics of the next solve"));
   fileMenu_->setTitle(tr("&File"));
   positionMenu_->setTitle(tr("P&osition"));
   problemMenu_->setTitle(tr("P&roblem"));
@@ -1261,8 +1262,16 @@ bool TMainWindow::Solve() {
     Message(tr("Information"), Q(e.what()));
     return false;
   }
+  // PromptHeuristics, or Ctrl held: the selection first; Cancel cancels the solve.
+  if ((Settings().PromptHeuristics || (QGuiApplication::keyboardModifiers() & Qt::ControlModifier)) &&
+      !EditHeuristics())
+    return false;
   const uint32_t uid = uids_[static_cast<size_t>(current_)];
   TSolveRequest r = RequestFromProblem(p, Settings(), uid);
+  if (heuristicsChosen_) {
+    r.heuristics = heuristicState_.set;
+    r.relaxation = relaxHeuristics_;
+  }
   r.title = p.description;
   if (r.title.empty()) r.title.append("#").append(std::to_string(p.moves));
   ApplyMode(r, static_cast<TGuiMode>(modeBox_->currentIndex()));
@@ -1682,6 +1691,18 @@ void TMainWindow::ShowRegisterStatistics() {
 }
 
 // ---------------------------------------------------------------- options
+
+bool TMainWindow::EditHeuristics() {
+  const TProblem* problem = current_ >= 0 ? &problems_[static_cast<size_t>(current_)] : nullptr;
+  THeuristicsDialog d(heuristicState_, relaxHeuristics_, language_, previousHeuristics_, problem, this);
+  if (d.exec() != QDialog::Accepted) return false;
+  if (!d.Message().isEmpty()) statusBar()->showMessage(d.Message(), 10000);  // a note
+  if (heuristicsChosen_) previousHeuristics_ = heuristicState_;
+  heuristicState_ = d.State();
+  relaxHeuristics_ = d.Relaxation();
+  heuristicsChosen_ = true;
+  return true;
+}
 
 void TMainWindow::OptionsDialog() {
   TOptionsDialog d(Settings(), this);

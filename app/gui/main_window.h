@@ -10,9 +10,11 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "engine/engine.h"
+#include "engine/heuristics.h"
 #include "platform/file_watcher.h"
 #include "platform/forced_close.h"
 #include "problems/problem.h"
@@ -80,6 +82,11 @@ class TMainWindow : public QMainWindow {
 
   // Solving the current problem.
   bool Solve();
+  // The selection of heuristics for the next solve (modal); false when
+  // cancelled. The settings it replaces become its "Previous settings".
+  bool EditHeuristics();
+  const THeuristicState& HeuristicState() const { return heuristicState_; }
+  bool RelaxHeuristics() const { return relaxHeuristics_; }
   // Resumes an analysis cut off by a forced close: the problem joins the
   // collection and its run goes on with the saved register.
   bool ResumeAnalysis(const TProblem& problem, TSolveRequest request);
@@ -220,6 +227,12 @@ class TMainWindow : public QMainWindow {
   std::map<uint32_t, TSolveSession*> sessions_;
   QPointer<TSolveSession> shown_;
   std::shared_ptr<TAggregatedTemporaryChessboardRegister> loadedRegister_;
+  // The heuristics of the next solve; until the user chose some, the
+  // request's own stand.
+  THeuristicState heuristicState_;
+  std::optional<THeuristicState> previousHeuristics_;
+  bool relaxHeuristics_ = true;
+  bool heuristicsChosen_ = false;
   // The precalculated data of the settings, opened at the first solve and
   // again after the settings changed.
   std::shared_ptr<CGlobalRegisterProbe> globalRegister_;

@@ -239,10 +239,11 @@ namespace ostravel {
 TEST(SettingsEffectTest, NoEffectListNamesRealKeysOnly) {
   int inert = 0;
   for (const TSettingKey& k : SettingKeys()) inert += SettingHasNoEffectYet(k.name);
-  EXPECT_EQ(inert, 14);
+  EXPECT_EQ(inert, 13);
   EXPECT_TRUE(SettingHasNoEffectYet("schedulerlevels"));
-  for (const char* used : {"LichessLevels", "MultithreadingLevels", "QuickMode", "AutoSaveMinutes",
-                           "LogMoves", "WarningOnLichessDataRepetition", "MaxMemRatioForTempReg"})
+  for (const char* used :
+       {"LichessLevels", "MultithreadingLevels", "QuickMode", "AutoSaveMinutes", "LogMoves",
+        "WarningOnLichessDataRepetition", "MaxMemRatioForTempReg", "PromptHeuristics"})
     EXPECT_FALSE(SettingHasNoEffectYet(used)) << used;
 }
 

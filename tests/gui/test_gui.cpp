@@ -8,6 +8,7 @@
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
+#include <QDialogButtonBox>
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -16,6 +17,7 @@
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QTemporaryDir>
@@ -33,7 +35,9 @@
 #include "config/settings.h"
 #include "engine/autosave.h"
 #include "engine/engine_texts.h"
+#include "engine/heuristics.h"
 #include "engine/solve_request.h"
+#include "heuristics_dialog.h"
 #include "main_window.h"
 #include "options_dialog.h"
 #include "platform/forced_close.h"
@@ -113,6 +117,12 @@ void DragFrom(TBoardWidget& b, int sq) {
   const QPointF to = at + QPointF(12, 12);
   QMouseEvent move(QEvent::MouseMove, to, b.mapToGlobal(to), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
   QCoreApplication::sendEvent(&b, &move);
+}
+
+void PressOk(QDialog& d) {
+  auto* box = d.findChild<QDialogButtonBox*>();
+  QVERIFY(box);
+  QTest::mouseClick(box->button(QDialogButtonBox::Ok), Qt::LeftButton);
 }
 
 }  // namespace
@@ -811,6 +821,113 @@ class TGuiTest : public QObject {
     QCOMPARE(back.LanguageId, 2);
     QCOMPARE(back.PrecalcPath, std::string("/x"));
     QVERIFY(ini.Text().rfind("; kept", 0) == 0);
+  }
+
+  void heuristicsDialogStaysOpenOnAConflict() {
+    THeuristicsDialog d(THeuristicState{}, true, 1);
+    QCOMPARE(d.windowTitle(), QStringLiteral("Selection of heuristics"));
+    QCOMPARE(d.Message(), QStringLiteral("No heuristics selected."));
+    d.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&d));
+    d.Check("extEdge")->setChecked(true);
+    d.Check("moveUnlessOnEdge")->setChecked(true);
+    PressOk(d);
+    QCOMPARE(d.Message(),
+             QStringLiteral("Conflict of heuristics: select only one of 'Don't let black king out of "
+                            "ext.edge' and '(Don't let black king) move unless back to the edge'"));
+    QVERIFY(d.isVisible());
+    QCOMPARE(d.result(), int(QDialog::Rejected));
+
+    // Corrected: the path is shown, OK closes with the selection.
+    d.Check("moveUnlessOnEdge")->setChecked(false);
+    d.Check("ffm")->setChecked(true);
+    d.findChild<QComboBox*>("ffmLevel")->setCurrentIndex(2);
+    d.Check("ffmWithOthers")->setChecked(true);
+    d.Check("letRelaxFfm")->setChecked(true);
+    d.Edit("ffmRelaxations")->setText("9");
+    PressOk(d);
+    QCOMPARE(d.Message(),
+             QStringLiteral("Number of heuristics relaxations for FFM is too large (max = 4 => #5)"));
+    d.Edit("ffmRelaxations")->setText("2");
+    QTest::mouseClick(d.findChild<QPushButton*>("show"), Qt::LeftButton);
+    // Two further FindForcedMate runs (#2+, #3), then the ext.edge alone, then pass 2.
+    const QStringList path = d.PathText().split('\n');
+    QCOMPARE(path.size(), 5);
+    QCOMPARE(path[0], QStringLiteral("Pass 1: SH_KEEPKINGWITHINEXTEDGE, SH_FINDFORCEDMATE(#2-WithOtherHeuristics)"));
+    QVERIFY(path[1].startsWith(QStringLiteral("Pass 1b: ")) && path[1].contains(QStringLiteral("#2+")));
+    QCOMPARE(path[3], QStringLiteral("Pass 1d: SH_KEEPKINGWITHINEXTEDGE"));
+    QVERIFY(path[4].startsWith(QStringLiteral("Pass 2: ")));
+    PressOk(d);
+    QCOMPARE(d.result(), int(QDialog::Accepted));
+    QVERIFY(!d.isVisible());
+    QCOMPARE(HeuristicSetText(d.State(), false),
+             std::string("SH_KEEPKINGWITHINEXTEDGE, SH_FINDFORCEDMATE(#2-WithOtherHeuristics)"));
+    QCOMPARE(d.State().ffmRelaxations, 2);
+
+    // The dialog speaks the interface language.
+    THeuristicsDialog pl(d.State(), true, 0);
+    pl.Check("keyLine")->setChecked(true);
+    PressOk(pl);
+    QCOMPARE(pl.Message(), QStringLiteral("Nieprawidłowe pole Kluczowa linia"));
+  }
+
+  void heuristicsOfTheNextSolveAndThePreviousSettings() {
+    TMainWindow w;
+    w.SetQuiet(true);
+    QVERIFY(w.Action("heuristics")->isEnabled());
+    // The dialog is modal: it is driven from the event loop it runs.
+    auto answer = [&w](std::function<void(THeuristicsDialog&)> act) {
+      QTimer::singleShot(0, &w, [act] {
+        auto* d = qobject_cast<THeuristicsDialog*>(QApplication::activeModalWidget());
+        QVERIFY(d);
+        act(*d);
+      });
+    };
+    auto choose = [&](std::function<void(THeuristicsDialog&)> act) {
+      answer(act);
+      w.Action("heuristics")->trigger();
+    };
+    choose([](THeuristicsDialog& d) {
+      QTest::mouseClick(d.findChild<QPushButton*>("previous"), Qt::LeftButton);
+      QCOMPARE(d.Message(), QStringLiteral("No previous settings for heuristics"));
+      d.Check("kingsNear")->setChecked(true);
+      d.Check("dontLetKingMove")->setChecked(true);
+      PressOk(d);
+    });
+    QCOMPARE(HeuristicSetText(w.HeuristicState(), false), std::string("SH_AREKINGSNEAR, SH_DONTLETKINGMOVE"));
+    choose([](THeuristicsDialog& d) {
+      QVERIFY(d.Check("kingsNear")->isChecked());
+      d.Check("kingsNear")->setChecked(false);
+      d.Check("sweepingRook")->setChecked(true);
+      PressOk(d);
+    });
+    QCOMPARE(w.HeuristicState().set, SH_SWEEPINGWHITEROOK | SH_KEEPKINGONTHEEDGE);
+    // Cancel keeps the settings; "Previous settings" brings back the first ones.
+    choose([](THeuristicsDialog& d) {
+      QTest::mouseClick(d.findChild<QPushButton*>("previous"), Qt::LeftButton);
+      QVERIFY(d.Check("kingsNear")->isChecked());
+      QVERIFY(!d.Check("sweepingRook")->isChecked());
+      d.reject();
+    });
+    QCOMPARE(w.HeuristicState().set, SH_SWEEPINGWHITEROOK | SH_KEEPKINGONTHEEDGE);
+
+    // PromptHeuristics: every solve asks first, and Cancel cancels it.
+    w.Action("addProblem")->trigger();
+    QVERIFY(w.SetFen("k7/8/1K6/8/8/8/8/7R w - - 0 1"));
+    w.StipulationBox()->setValue(1);
+    MutableSettings().PromptHeuristics = 1;
+    answer([](THeuristicsDialog& d) { d.reject(); });
+    QVERIFY(!w.Solve());
+    answer([](THeuristicsDialog& d) {
+      d.Check("sweepingRook")->setChecked(false);
+      PressOk(d);
+    });
+    const bool solving = w.Solve();
+    MutableSettings().PromptHeuristics = 0;
+    QVERIFY(solving);
+    QCOMPARE(w.HeuristicState().set, SH_KEEPKINGONTHEEDGE);
+    QTRY_VERIFY_WITH_TIMEOUT(w.CurrentSession()->Ended(), 20000);
+    QCOMPARE(TopLevelTexts(w.SolutionTree()), QStringList{"1.Rh1-h8!"});
   }
 
   void remembersTheWindowLayout() {
