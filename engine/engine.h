@@ -12,6 +12,7 @@
 #include <string>
 
 #include "engine/heuristic_auto.h"
+#include "engine/heuristic_selection.h"
 #include "engine/heuristics.h"
 #include "engine/mate_search.h"  // TManualControl
 #include "engine/run_result.h"

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
 #include <ctime>
+#include <filesystem>
 #include <mutex>
 #include <new>
 #include <sstream>
@@ -187,7 +187,8 @@ bool SameSearchSettings(const TSearchSettings& a, const TSearchSettings& b) {
          a.cutRepetitions == b.cutRepetitions && a.letTwoThreadsShareAMove == b.letTwoThreadsShareAMove &&
          a.computeVariations == b.computeVariations && a.showDuals == b.showDuals &&
          a.rootPieces == b.rootPieces && a.rootMoves.size() == b.rootMoves.size() &&
-         (a.heuristics ? *a.heuristics : THeuristicState{}) == (b.heuristics ? *b.heuristics : THeuristicState{}) &&
+         (a.heuristics ? *a.heuristics : THeuristicState{}) ==
+             (b.heuristics ? *b.heuristics : THeuristicState{}) &&
          std::equal(a.rootMoves.begin(), a.rootMoves.end(), b.rootMoves.begin(),
                     [](const TMove& x, const TMove& y) { return x.SameAs(y); });
 }
@@ -234,7 +235,8 @@ void AppendUnique(std::vector<TMove>& out, const std::vector<TMove>& moves) {
 
 // Adds the keys of a pass that are new, naming the pass that found them; a
 // candidate of an earlier pass gives way to the same key proved.
-void MergeKeys(std::vector<TSolution>& into, const std::vector<TSolution>& from, const std::string& pass = {}) {
+void MergeKeys(std::vector<TSolution>& into, const std::vector<TSolution>& from,
+               const std::string& pass = {}) {
   for (const auto& s : from) {
     auto it = std::find_if(into.begin(), into.end(), [&](const TSolution& o) { return o.key.SameAs(s.key); });
     if (it == into.end()) {
@@ -269,11 +271,12 @@ void LogRelaxation(const THeuristicState& before, const THeuristicState& after) 
   std::tm tm{};
   localtime_r(&now, &tm);
   char when[64];
-  std::snprintf(when, sizeof when, "%d-%02d-%02d %02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday,
-                tm.tm_hour, tm.tm_min, tm.tm_sec);
+  std::snprintf(when, sizeof when, "%d-%02d-%02d %02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1,
+                tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec);
   std::ostringstream th;
   th << std::this_thread::get_id();
-  std::fprintf(f, "%s %s th=%s %s\n", when, "BEFORE", th.str().c_str(), HeuristicSetText(before, true).c_str());
+  std::fprintf(f, "%s %s th=%s %s\n", when, "BEFORE", th.str().c_str(),
+               HeuristicSetText(before, true).c_str());
   std::fprintf(f, "%s %s th=%s %s\n", when, "AFTER", th.str().c_str(), HeuristicSetText(after, true).c_str());
   std::fclose(f);
 }
@@ -325,6 +328,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     // A sort indication that is no move of the position is left out; say why.
     if (!r.sortIndicationError.empty())
       st.Message(TEngineMessage::kInfo, "Sort indications: " + r.sortIndicationError);
+    for (const std::string& note : r.indicationNotes) st.Message(TEngineMessage::kInfo, note);
     res.summary = SettingsSummary(r, r.hybridPhase, ProcessorCount(true));
     st.Message(TEngineMessage::kInfo, Joined(res.summary));
     st.Message(TEngineMessage::kStatus, ModeStatusLine(r));
@@ -506,10 +510,12 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
         } catch (const ChessException&) {
         }
       }
-      char head[96];
-      std::snprintf(head, sizeof head, "1%c Heur=%d HeurParams=%d %s", 'a' + passCounter++ % 26,
-                    static_cast<int>(plan.heuristics), 0, "");
-      search->LogLine(head);
+      char head[64];
+      std::snprintf(head, sizeof head, "1%c Heur=%d HeurParams=%d ", 'a' + passCounter++ % 26,
+                    static_cast<int>(plan.heuristics),
+                    static_cast<int>(plan.heuristics ? HeuristicParameterDigest(plan.state) : 0));
+      search->LogLine(head +
+                      (plan.heuristics ? HeuristicSetText(plan.state, !plan.safeMode) : std::string()));
       search->LogLine(std::string(RunTitle(r)) + " " + (plan.safeMode ? "safe mode" : "quick mode") +
                       " Pass " + plan.Name());
     }

@@ -60,6 +60,7 @@ THeuristicPolicy::THeuristicPolicy(const TSearchSettings& s) {
   if (set_ & SH_FINDFORCEDMATE) {
     threatPlies_ = FfmThreatPlies(h_.ffmLevel);
     ffmPlus_ = h_.ffmLevel == kFfmMate1Plus || h_.ffmLevel == kFfmMate2Plus;
+    othersLate_ = h_.ffmWithOtherHeuristics < 0;
   }
 }
 
@@ -185,6 +186,8 @@ bool THeuristicPolicy::EdgeBroken(const TChessboard* stack, int q) const {
 
 bool THeuristicPolicy::Violated(const TChessboard* stack, int p, int d) const {
   if (!set_ || p == 0) return false;
+  if (othersLate_ && 2 * (stack[p].initialPlies - stack[p].remainingPlies) < stack[p].initialPlies)
+    return false;
   const TChessboard& b = stack[p];
   const TChessboard& before = stack[p - 1];
   const TMove last = b.lastMove;
@@ -248,8 +251,8 @@ bool THeuristicPolicy::Violated(const TChessboard* stack, int p, int d) const {
     if (slot != 0xFF && b.counts[slot] >= rootCounts_[slot]) return true;
   }
   if ((set_ & SH_DONTLEAVEMAINDIAGONAL) && h_.mainDiagonalSquare >= 0 && !last.IsNull() &&
-      (kMainDiagonals >> last.from & 1) && !(kMainDiagonals >> last.to & 1) && KindOf(b.board[last.to]) != kKing &&
-      KindOf(b.board[last.to]) != kPawn)
+      (kMainDiagonals >> last.from & 1) && !(kMainDiagonals >> last.to & 1) &&
+      KindOf(b.board[last.to]) != kKing && KindOf(b.board[last.to]) != kPawn)
     return true;
   if ((set_ & SH_KEYLINE) && h_.keyLine >= 0) {
     // A White rook or queen keeps the key file.
@@ -301,6 +304,7 @@ THeuristicPolicy::TWhiteVerdict THeuristicPolicy::WhiteMove(const TChessboard& b
   const bool capture = b.board[m.to] != 0 || m.enPassant;
   const bool check = IsKingAttacked(after, kBlack);
   bool cut = false;
+  const bool others = !othersLate_ || 2 * (b.initialPlies - b.remainingPlies) >= b.initialPlies;
   if ((set_ & SH_DONTRECEDEBLACKKING) && kind == kKing) {
     const int bk = b.BlackKingSquare();
     cut |= Distance(m.to, bk) > Distance(m.from, bk);
@@ -335,7 +339,7 @@ THeuristicPolicy::TWhiteVerdict THeuristicPolicy::WhiteMove(const TChessboard& b
       IsSquareAttackedBy(after, m.to, kBlack) && !IsSquareAttackedBy(after, m.to, kWhite))
     cut = true;
   // A rule never cuts the mating move.
-  if (cut) return GivesMate(after) ? V::kSearch : V::kCut;
+  if (cut && others) return GivesMate(after) ? V::kSearch : V::kCut;
 
   if ((set_ & SH_FINDFORCEDMATE) && k >= 3) {
     if (check || m.promotion) return V::kSearch;

@@ -61,6 +61,9 @@ class THeuristicPolicy {
   uint64_t subKey_ = 0;
   int threatPlies_ = 0;
   bool ffmPlus_ = false;
+  // FindForcedMate "partially with other heuristics": the other rules wait
+  // for the second half of the line.
+  bool othersLate_ = false;
   // the root
   uint8_t rootCounts_[kCountSlots] = {};
   int rootBlackFigures_ = 0;

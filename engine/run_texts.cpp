@@ -75,8 +75,10 @@ std::vector<std::string> SettingsSummary(const TSolveRequest& r, int hybridPhase
   out.push_back(EngineText(TEngineText::kSchedulerOff, lang));
   out.push_back(EngineText(TEngineText::kCustomSchedulerOff, lang));
   const uint32_t initial = InitialHeuristics(r);
-  out.push_back(EngineFormat(EngineText(TEngineText::kInitialHeuristics, lang),
-                             HeuristicSetNames(initial, lang).c_str()));
+  THeuristicState state = RequestHeuristics(r);
+  state.set = initial;
+  const std::string names = initial ? HeuristicSetText(state, false) : HeuristicSetNames(0, lang);
+  out.push_back(EngineFormat(EngineText(TEngineText::kInitialHeuristics, lang), names.c_str()));
   return out;
 }
 
@@ -170,7 +172,8 @@ std::string DefenceEndText(const TSolveRequest& r, const TSolveResult& res) {
 
 std::string PassLine(const TPassReport& p, int lang) {
   const std::string name = p.plan.Name();
-  const std::string heur = HeuristicSetNames(p.plan.heuristics, lang);
+  const std::string heur =
+      p.plan.heuristics ? HeuristicSetText(p.plan.state, !p.plan.safeMode) : HeuristicSetNames(0, lang);
   std::string s;
   switch (p.plan.kind) {
     case TPassKind::kWithHeuristics:

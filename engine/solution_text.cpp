@@ -31,6 +31,11 @@ std::string SolutionsText(const std::vector<TSolution>& solutions, int languageI
   };
   std::string out;
   for (const auto& s : solutions) {
+    if (!s.confirmed) {
+      // Found under heuristics and not proved by the exact search: no solution.
+      out += "1." + s.keyText + "? (candidate of pass " + s.foundInPass + ", not proved)\n";
+      continue;
+    }
     out += "1." + s.keyText + "!";
     if (s.mateIn) out += mateIn(s.mateIn);
     out += "\n";

@@ -7,6 +7,7 @@
 #include "config/settings.h"
 #include "config/text_compare.h"
 #include "engine/mate_search.h"
+#include "engine/predefined_indications.h"
 #include "engine/threads.h"
 #include "precalc/position_type.h"
 #include "problems/problem.h"
@@ -110,6 +111,23 @@ TSolveRequest RequestFromProblem(const TProblem& p, const TSettings& s, uint32_t
     if (const auto pinned = PinnedRegisterPath(p, SavedTmpRegisterFolder()))
       r.registerFiles.pinnedFile = *pinned;
   }
+  // The record's heuristic keywords (they share its sort-indication line),
+  // then those predefined for a known composition.
+  std::string error;
+  if (!p.sortIndications.empty() && !ApplyIndications(p.sortIndications, r.heuristicState, &error))
+    r.indicationNotes.push_back("Indications: " + error);
+  if (s.UsePredefinedIndications >= 1) {
+    error.clear();
+    if (!ApplyPredefinedIndications(p, r.heuristicState, &r.sortIndications, &error) && !error.empty())
+      r.indicationNotes.push_back(error);
+  }
+  if (r.heuristicState.set != 0) {
+    r.heuristics = r.heuristicState.set;
+    r.relaxation = true;
+  }
+  if (r.heuristicState.safeMode) r.safeMode = true;
+  if (r.heuristicState.lfqmDepth > 0)
+    r.lookForQuickerMateDepth = std::min<int>(r.heuristicState.lfqmDepth, 9);
   r.problem = std::make_shared<const TProblem>(p);
   return r;
 }

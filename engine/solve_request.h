@@ -82,11 +82,12 @@ struct TSolveRequest {
   // The initial set with its parameters; when its set is 0, `heuristics`
   // alone gives the set (with default parameters).
   THeuristicState heuristicState;
-  bool relaxation = false;  // further passes with relaxed heuristics
+  bool relaxation = false;     // further passes with relaxed heuristics
   bool relaxationLog = false;  // TryRelaxSpecialHeuristicsLog: each step into TryRelaxSpecialHeuristics.log
   bool passWithoutHeuristics = true;
-  std::vector<TMove> sortIndications;  // root moves to try first, in order
-  std::string sortIndicationError;     // why an indication of the problem was left out
+  std::vector<TMove> sortIndications;        // root moves to try first, in order
+  std::string sortIndicationError;           // why an indication of the problem was left out
+  std::vector<std::string> indicationNotes;  // heuristic indications refused (the record's, predefined)
   // Negative: the root moves only the men whose squares are marked (bit i
   // for square i, a1 = 0); the other moves are not tried as keys at all.
   int restriction = 0;

@@ -195,6 +195,9 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
         THeuristicState check;
         std::string error;
         if (!ApplyIndications(v, check, &error)) return "solve: --heuristics: " + error;
+        // The checks of the selection dialog, on what the keywords chose.
+        error = ValidateHeuristicSelection(SelectionOfState(check), o.lang >= 0 ? o.lang : 1, nullptr);
+        if (!error.empty()) return "solve: --heuristics: " + error;
         if (check.set == 0 && !check.safeMode && check.lfqmDepth == 0)
           return "solve: --heuristics: no heuristic keyword in \"" + v + "\"";
       }
@@ -298,6 +301,22 @@ int ShowRelaxation(const TSolveRequest& r) {
   return kExitOk;
 }
 
+// After a run with heuristic passes: the pass that found each key, whether
+// it is proved, and whether the key set is.
+void PrintKeyPasses(const TSolveResult& res) {
+  bool heuristic = false, complete = false;
+  for (const auto& p : res.passes) {
+    heuristic |= p.plan.heuristics != 0;
+    complete |= p.completed && p.plan.heuristics == 0;
+  }
+  if (!heuristic) return;
+  for (const auto& s : res.solutions)
+    std::printf("Key %s: found in pass %s, %s\n", s.keyText.c_str(), s.foundInPass.c_str(),
+                s.confirmed ? "proved by an exact search" : "a candidate (not proved)");
+  std::printf("%s\n", complete ? "Key set proved complete (pass without heuristics completed)."
+                               : "Key set found so far (no pass without heuristics completed).");
+}
+
 // Prints a finished run; returns its exit code.
 int Report(const TSolveOptions& o, const std::string& fen, const TSolveRequest& r, const TRunOutcome& out) {
   if (!out.refusal.empty()) return BadInput(out.refusal);
@@ -307,6 +326,7 @@ int Report(const TSolveOptions& o, const std::string& fen, const TSolveRequest& 
   } else if (res.status != TRunStatus::kRefused && res.status != TRunStatus::kFailed) {
     std::printf("%s", SolutionsText(res.solutions, r.languageId).c_str());
     std::printf("%s\n", out.endText.c_str());
+    PrintKeyPasses(res);
   }
   if (o.stats && !res.stats.Empty()) {
     std::fflush(stdout);

@@ -1269,8 +1269,10 @@ bool TMainWindow::Solve() {
   const uint32_t uid = uids_[static_cast<size_t>(current_)];
   TSolveRequest r = RequestFromProblem(p, Settings(), uid);
   if (heuristicsChosen_) {
+    r.heuristicState = heuristicState_;
     r.heuristics = heuristicState_.set;
     r.relaxation = relaxHeuristics_;
+    if (heuristicState_.safeMode) r.safeMode = true;
   }
   r.title = p.description;
   if (r.title.empty()) r.title.append("#").append(std::to_string(p.moves));

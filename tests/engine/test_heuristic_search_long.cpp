@@ -1,0 +1,54 @@
+// Every complete problem of the reference table run with heuristics first
+// (auto), relaxed pass by pass, then pass 2: exactly the listed keys, every
+// one proved, the key set proved complete (label "long"). With
+// OSTRAVEL_LONG_REDUCED set (as in CI) only #5 and #6 run.
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstdlib>
+#include <set>
+#include <string>
+
+#include "engine/analysis.h"
+#include "problems/reference_table.h"
+#include "support/test_support.h"
+
+namespace ostravel {
+inline void PrintTo(const TReferenceProblem& p, std::ostream* os) {
+  *os << p.id << " #" << p.moves;
+}
+
+namespace {
+
+std::vector<TReferenceProblem> CompleteRows() {
+  std::vector<TReferenceProblem> rows;
+  for (auto& p : ReadReferenceTable(test::SharedData("directmates.tsv")))
+    if (p.complete) rows.push_back(p);
+  return rows;
+}
+
+class HeuristicPassesLong : public ::testing::TestWithParam<TReferenceProblem> {};
+
+TEST_P(HeuristicPassesLong, AutoSetThenPass2GivesTheExactKeySet) {
+  const auto& p = GetParam();
+  if (std::getenv("OSTRAVEL_LONG_REDUCED") && (p.moves < 5 || p.moves > 6))
+    GTEST_SKIP() << "reduced run: #" << p.moves;
+  TBenchOptions o;
+  o.heuristics = "auto";
+  const TBenchRowResult row = BenchRow(p, o);
+  ASSERT_TRUE(row.refusal.empty()) << row.refusal;
+  EXPECT_EQ(row.keys, std::set<std::string>(p.keys.begin(), p.keys.end())) << p.id << " " << p.fen;
+  EXPECT_TRUE(row.candidates.empty()) << "a key was left unproved";
+  EXPECT_TRUE(row.complete);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, HeuristicPassesLong, ::testing::ValuesIn(CompleteRows()),
+                         [](const ::testing::TestParamInfo<TReferenceProblem>& info) {
+                           std::string name = info.param.id;
+                           for (char& c : name)
+                             if (!isalnum(static_cast<unsigned char>(c))) c = '_';
+                           return name;
+                         });
+
+}  // namespace
+}  // namespace ostravel
