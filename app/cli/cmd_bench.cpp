@@ -193,8 +193,13 @@ int RunBench(const std::vector<std::string>& args) {
       const bool wrong = row.complete && p.complete && !row.ok;
       if (row.listedKeysFound && !wrong) ++found;
       if (wrong) ++failed;
-      verdict = std::string(wrong ? "WRONG " : row.listedKeysFound ? "found " : "missed ") + keys +
-                (row.complete ? " complete" : row.timedOut || row.stopped ? " timeout" : "");
+      verdict = std::string(wrong                 ? "WRONG "
+                            : row.listedKeysFound ? "found "
+                                                  : "missed ") +
+                keys +
+                (row.complete                  ? " complete"
+                 : row.timedOut || row.stopped ? " timeout"
+                                               : "");
       totalSecs += row.seconds;
       totalCpu += cpu;
       totalNodes += row.nodes;
