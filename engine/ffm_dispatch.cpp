@@ -3,8 +3,8 @@
 // search is instantiated per policy rather than per value.
 #include <stdexcept>
 
-#include "engine/mate_search.h"
 #include "engine/heuristic_policy.h"
+#include "engine/mate_search.h"
 #include "engine/search_policy.h"
 
 namespace ostravel {

@@ -82,9 +82,9 @@ bool RelaxOnce(THeuristicState& s) {
     s.set &= ~kKingRules;
     return true;
   }
-  constexpr uint32_t kGiven = SH_DONTLETFIGUREUNBLOCK | SH_DONTLEAVEMAINDIAGONAL | SH_KEYLINE | SH_KEYDIAGONAL |
-                              SH_KEYSQUARE | SH_KEYWHITEFIGURE | SH_SEASNAKE | SH_ZUGZWANG | SH_ZUGZWANGTRIANGLES |
-                              SH_SWEEPINGWHITEROOK | SH_SINGLEQUEENMATE;
+  constexpr uint32_t kGiven = SH_DONTLETFIGUREUNBLOCK | SH_DONTLEAVEMAINDIAGONAL | SH_KEYLINE |
+                              SH_KEYDIAGONAL | SH_KEYSQUARE | SH_KEYWHITEFIGURE | SH_SEASNAKE | SH_ZUGZWANG |
+                              SH_ZUGZWANGTRIANGLES | SH_SWEEPINGWHITEROOK | SH_SINGLEQUEENMATE;
   if (s.set & kGiven) {
     s.set &= ~kGiven;
     return true;
@@ -123,7 +123,8 @@ std::vector<std::string> RelaxationPathTexts(const THeuristicState& initial) {
   out.push_back("Pass 1: " + HeuristicSetText(initial, false));
   char suffix = 'b';
   for (const THeuristicState& s : RelaxationSteps(initial))
-    out.push_back(std::string("Pass 1") + (suffix <= 'z' ? suffix++ : '+') + ": " + HeuristicSetText(s, false));
+    out.push_back(std::string("Pass 1") + (suffix <= 'z' ? suffix++ : '+') + ": " +
+                  HeuristicSetText(s, false));
   out.push_back("Pass 2: " + std::string("no special heuristics (safe mode)"));
   return out;
 }

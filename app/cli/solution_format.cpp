@@ -155,8 +155,7 @@ nlohmann::json RunJson(const std::string& fen, const TSolveRequest& r, const TSo
   j["notes"] = res.notes;
   // Proved complete: a pass without heuristics ran to its end.
   bool complete = false;
-  for (const auto& p : res.passes)
-    complete |= p.completed && p.plan.heuristics == 0;
+  for (const auto& p : res.passes) complete |= p.completed && p.plan.heuristics == 0;
   j["key_set_complete"] = complete;
   if (res.task == TEngineTask::kDefence) {
     const TDefenceResult& d = res.defence;

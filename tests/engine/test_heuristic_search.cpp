@@ -67,7 +67,7 @@ constexpr const char* kRookEnding = "k7/8/8/8/8/8/8/1R2K3 b - - 0 1";  // Black 
 
 TEST(HeuristicRules, EdgeRulesJudgeTheBlackKingsSquare) {
   const auto edge = Set(SH_KEEPKINGONTHEEDGE);
-  EXPECT_FALSE(Broken(edge, kRookEnding, {"a8a7"}));  // along the edge
+  EXPECT_FALSE(Broken(edge, kRookEnding, {"a8a7"}));                      // along the edge
   EXPECT_TRUE(Broken(edge, "8/k7/8/8/8/8/8/2R1K3 b - - 0 1", {"a7b6"}));  // into the board
   THeuristicState corner = edge;
   corner.inclCorner = true;
@@ -180,9 +180,9 @@ TEST(HeuristicRules, FigureNotLetUnblock) {
   h.blockedSquares = {SquareOf(4, 6)};  // e7
   h.dlfuDynamic = false;
   constexpr const char* kBishop = "4k3/4b3/8/8/8/8/8/R3K3 b - - 0 1";
-  EXPECT_FALSE(Broken(h, kBishop, {"e7d6"}));       // one square off
-  EXPECT_TRUE(Broken(h, kBishop, {"e7c5"}));        // gone
-  EXPECT_FALSE(Broken(h, kBishop, {"e8d8"}));       // another man moved
+  EXPECT_FALSE(Broken(h, kBishop, {"e7d6"}));  // one square off
+  EXPECT_TRUE(Broken(h, kBishop, {"e7c5"}));   // gone
+  EXPECT_FALSE(Broken(h, kBishop, {"e8d8"}));  // another man moved
   // Dynamically: a Black man with no move at the start is guarded too.
   THeuristicState dyn = Set(SH_DONTLETFIGUREUNBLOCK);
   TLine line("4k3/8/8/8/8/p7/P7/R3K3 w - - 0 1", {});
@@ -220,8 +220,8 @@ TEST(HeuristicRules, BlockedPawnsLevelAndKnightCapture) {
 
 // ---------------------------------------------------------------- White's moves
 
-THeuristicPolicy::TWhiteVerdict Verdict(const THeuristicState& h, const std::string& fen, const std::string& uci,
-                                        int k = 9) {
+THeuristicPolicy::TWhiteVerdict Verdict(const THeuristicState& h, const std::string& fen,
+                                        const std::string& uci, int k = 9) {
   TLine line(fen, {uci});
   return PolicyOf(h, line.stack[0]).WhiteMove(line.stack[0], line.stack[1].lastMove, line.stack[1], k);
 }

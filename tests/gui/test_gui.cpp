@@ -853,7 +853,8 @@ class TGuiTest : public QObject {
     // Two further FindForcedMate runs (#2+, #3), then the ext.edge alone, then pass 2.
     const QStringList path = d.PathText().split('\n');
     QCOMPARE(path.size(), 5);
-    QCOMPARE(path[0], QStringLiteral("Pass 1: SH_KEEPKINGWITHINEXTEDGE, SH_FINDFORCEDMATE(#2-WithOtherHeuristics)"));
+    QCOMPARE(path[0],
+             QStringLiteral("Pass 1: SH_KEEPKINGWITHINEXTEDGE, SH_FINDFORCEDMATE(#2-WithOtherHeuristics)"));
     QVERIFY(path[1].startsWith(QStringLiteral("Pass 1b: ")) && path[1].contains(QStringLiteral("#2+")));
     QCOMPARE(path[3], QStringLiteral("Pass 1d: SH_KEEPKINGWITHINEXTEDGE"));
     QVERIFY(path[4].startsWith(QStringLiteral("Pass 2: ")));
