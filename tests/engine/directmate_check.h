@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <ostream>
 #include <set>
@@ -37,6 +38,14 @@ inline std::set<std::string> SolveKeys(const TReferenceProblem& p, int threads =
   std::set<std::string> keys;
   for (const auto& s : search.Solutions()) keys.insert(MoveToUci(s.key));
   return keys;
+}
+
+// A row's id as a test name (letters and digits only).
+inline std::string RowTestName(const ::testing::TestParamInfo<TReferenceProblem>& info) {
+  std::string name = info.param.id;
+  for (char& c : name)
+    if (!isalnum(static_cast<unsigned char>(c))) c = '_';
+  return name;
 }
 
 // Every complete row with minMoves <= n <= maxMoves must give exactly its keys.

@@ -21,13 +21,7 @@ TEST_P(DirectmatesLong, ExactKeySet) {
   EXPECT_EQ(test::SolveKeys(p), want) << p.id << " #" << p.moves << " " << p.fen;
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, DirectmatesLong, ::testing::ValuesIn(LongRows()),
-                         [](const ::testing::TestParamInfo<TReferenceProblem>& info) {
-                           std::string name = info.param.id;
-                           for (char& c : name)
-                             if (!isalnum(static_cast<unsigned char>(c))) c = '_';
-                           return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Rows, DirectmatesLong, ::testing::ValuesIn(LongRows()), test::RowTestName);
 
 }  // namespace
 }  // namespace ostravel

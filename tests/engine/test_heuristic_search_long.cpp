@@ -2,22 +2,14 @@
 // (auto), relaxed pass by pass, then pass 2: exactly the listed keys, every
 // one proved, the key set proved complete (label "long"). With
 // OSTRAVEL_LONG_REDUCED set (as in CI) only #5 and #6 run.
-#include <gtest/gtest.h>
-
-#include <cctype>
 #include <cstdlib>
 #include <set>
 #include <string>
 
 #include "engine/analysis.h"
-#include "problems/reference_table.h"
-#include "support/test_support.h"
+#include "engine/directmate_check.h"
 
 namespace ostravel {
-inline void PrintTo(const TReferenceProblem& p, std::ostream* os) {
-  *os << p.id << " #" << p.moves;
-}
-
 namespace {
 
 std::vector<TReferenceProblem> CompleteRows() {
@@ -42,13 +34,7 @@ TEST_P(HeuristicPassesLong, AutoSetThenPass2GivesTheExactKeySet) {
   EXPECT_TRUE(row.complete);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, HeuristicPassesLong, ::testing::ValuesIn(CompleteRows()),
-                         [](const ::testing::TestParamInfo<TReferenceProblem>& info) {
-                           std::string name = info.param.id;
-                           for (char& c : name)
-                             if (!isalnum(static_cast<unsigned char>(c))) c = '_';
-                           return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Rows, HeuristicPassesLong, ::testing::ValuesIn(CompleteRows()), test::RowTestName);
 
 }  // namespace
 }  // namespace ostravel
