@@ -342,7 +342,8 @@ THeuristicPolicy::TWhiteVerdict THeuristicPolicy::WhiteMove(const TChessboard& b
   if (cut && others) return GivesMate(after) ? V::kSearch : V::kCut;
 
   if ((set_ & SH_FINDFORCEDMATE) && k >= 3) {
-    if (check || m.promotion) return V::kSearch;
+    // Checks and promotions are forcing; so is every answer to a check.
+    if (check || m.promotion || IsKingAttacked(b, kWhite)) return V::kSearch;
     if (ffmPlus_ && capture && Distance(m.to, b.BlackKingSquare()) <= 1) return V::kSearch;
     if (h_.ffmLevel == kFfmCheckOnly || threatPlies_ == 0) return V::kCut;
     return V::kIfThreat;
