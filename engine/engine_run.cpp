@@ -11,6 +11,7 @@
 
 #include "chess/chessboard_id.h"
 #include "engine/crash_info.h"
+#include "engine/heuristic_policy.h"
 #include "engine/heuristics.h"
 #include "engine/mate_search.h"
 #include "engine/pass_plan.h"
@@ -493,6 +494,8 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
 
     TPassReport report;
     report.plan = plan;
+    report.plan.dlfuDynamicUsable = !(plan.state.set & SH_DONTLETFIGUREUNBLOCK) || !plan.state.dlfuDynamic ||
+                                    !THeuristicPolicy::BlockedBlackFigures(root).empty();
     report.ran = true;
     {
       TEngineEvent e;
@@ -514,8 +517,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
       std::snprintf(head, sizeof head, "1%c Heur=%d HeurParams=%d ", 'a' + passCounter++ % 26,
                     static_cast<int>(plan.heuristics),
                     static_cast<int>(plan.heuristics ? HeuristicParameterDigest(plan.state) : 0));
-      search->LogLine(head +
-                      (plan.heuristics ? HeuristicSetText(plan.state, !plan.safeMode) : std::string()));
+      search->LogLine(head + report.plan.SetText());
       search->LogLine(std::string(RunTitle(r)) + " " + (plan.safeMode ? "safe mode" : "quick mode") +
                       " Pass " + plan.Name());
     }

@@ -28,12 +28,19 @@ struct TPassPlan {
   TPassKind kind = TPassKind::kWithHeuristics;
   uint32_t heuristics = 0;  // state.set
   THeuristicState state;    // the set with its parameters
+  // SH_DONTLETFIGUREUNBLOCK may be applied dynamically in the position (it
+  // has blocked Black men); set when the pass runs.
+  bool dlfuDynamicUsable = true;
   bool bruteForce = false;
   bool safeMode = false;
   SolutionMode mode = SolutionMode::kAll;
   bool onlyAfterSolution = false;
 
   std::string Name() const { return std::to_string(number) + suffix; }
+  // The pass's set as text ("" without heuristics).
+  std::string SetText() const {
+    return heuristics ? HeuristicSetText(state, !safeMode, dlfuDynamicUsable) : std::string();
+  }
 };
 
 // The whole sequence of passes of a mate run. Relaxation passes (1b, 1c, ...)

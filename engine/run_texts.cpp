@@ -172,8 +172,7 @@ std::string DefenceEndText(const TSolveRequest& r, const TSolveResult& res) {
 
 std::string PassLine(const TPassReport& p, int lang) {
   const std::string name = p.plan.Name();
-  const std::string heur =
-      p.plan.heuristics ? HeuristicSetText(p.plan.state, !p.plan.safeMode) : HeuristicSetNames(0, lang);
+  const std::string heur = p.plan.heuristics ? p.plan.SetText() : HeuristicSetNames(0, lang);
   std::string s;
   switch (p.plan.kind) {
     case TPassKind::kWithHeuristics:

@@ -143,7 +143,7 @@ nlohmann::json RunJson(const std::string& fen, const TSolveRequest& r, const TSo
     pj["pass"] = p.plan.Name();
     pj["kind"] = PassKindName(p.plan.kind);
     pj["heuristics"] = p.plan.heuristics;
-    pj["heuristic_set"] = p.plan.heuristics ? HeuristicSetText(p.plan.state, !p.plan.safeMode) : "";
+    pj["heuristic_set"] = p.plan.SetText();
     pj["mode"] = ModeName(p.plan.mode);
     pj["completed"] = p.completed;
     pj["solutions"] = p.solutionsAfter;
