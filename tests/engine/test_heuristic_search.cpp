@@ -14,6 +14,7 @@
 #include "engine/mate_search.h"
 #include "engine/pass_plan.h"
 #include "problems/reference_table.h"
+#include "registers/temporary_register.h"
 #include "support/test_support.h"
 
 namespace ostravel {
@@ -311,6 +312,35 @@ TEST(HeuristicPasses, TimeDependentStepAroundItsLimit) {
 }
 
 // ---------------------------------------------------------------- no false key, no false "no mate"
+
+// Checks only, on a #3 of quiet moves: what the set cannot mate is kept in
+// its own sub-register, and an exact search on the same register
+// afterwards still finds the key.
+TEST(HeuristicPasses, DoubtfulResultsStayInTheSetsSubRegister) {
+  TLine line("8/8/3K4/2R5/8/2Pk4/5Q2/8 w - - 0 1", {});  // vaeth-55, #3, key Kd6-d7
+  TChessboard root = line.stack[0];
+  SetRootPlies(root, 5);
+  THeuristicState h = Set(SH_FINDFORCEDMATE);
+  h.ffmLevel = kFfmCheckOnly;
+  TSearchSettings st;
+  st.bruteForce = false;
+  st.computeVariations = false;
+  st.heuristics = std::make_shared<const THeuristicState>(h);
+  auto reg = std::make_shared<TAggregatedTemporaryChessboardRegister>(16384, 0);
+  TMateSearch heuristic(st, reg);
+  DispatchFindMateFFM(heuristic, root, 3);
+  const auto keys = heuristic.Register().SubRegisterKeys();
+  EXPECT_NE(std::find(keys.begin(), keys.end(), SubRegisterKey(h.set, HeuristicParameterDigest(h))),
+            keys.end());
+
+  TSearchSettings exactSettings;
+  exactSettings.computeVariations = false;
+  TMateSearch exact(exactSettings, reg);
+  exact.FindForcedMate(root, 3);
+  ASSERT_EQ(exact.Solutions().size(), 1u);
+  EXPECT_EQ(MoveToUci(exact.Solutions()[0].key), "d6d7");
+  EXPECT_TRUE(exact.Solutions()[0].confirmed);
+}
 
 // Heuristic passes, then pass 2, on the complete rows of n moves: exactly the
 // listed keys, every one proved, and the key set proved complete.
