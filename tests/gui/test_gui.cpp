@@ -1022,6 +1022,18 @@ class TGuiTest : public QObject {
     QTest::qWait(200);
     QVERIFY(w.grab().save(QString::fromUtf8(dir) + "/ostravel-solved-pl.png"));
     w.SetLanguage(1);
+
+    // The selection of heuristics with a set chosen and its relaxation path shown.
+    THeuristicState h;
+    h.set = SH_FINDFORCEDMATE | SH_KEEPKINGWITHINEXTEDGE;
+    h.ffmLevel = h.ffmInitialLevel = kFfmMate1;
+    h.ffmRelaxations = 1;
+    THeuristicsDialog d(h, true, 1);
+    d.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&d));
+    QTest::mouseClick(d.findChild<QPushButton*>("show"), Qt::LeftButton);
+    QTest::qWait(200);
+    QVERIFY(d.grab().save(QString::fromUtf8(dir) + "/ostravel-heuristics.png"));
   }
 };
 
