@@ -22,6 +22,13 @@ void VariationText(const std::vector<TVariation>& vs, int blackMoveNo, int inden
 
 }  // namespace
 
+std::vector<std::string> ProvedKeyTexts(const std::vector<TSolution>& solutions) {
+  std::vector<std::string> keys;
+  for (const auto& s : solutions)
+    if (s.confirmed) keys.push_back(s.keyText);
+  return keys;
+}
+
 std::string SolutionsText(const std::vector<TSolution>& solutions, int languageId) {
   const std::string threat = EngineText(TEngineText::kThreat, languageId);
   const std::string zugzwang = EngineText(TEngineText::kZugzwang, languageId);

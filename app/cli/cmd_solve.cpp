@@ -392,9 +392,7 @@ int SolveFen(const TSolveOptions& o, const TRegisterOptions& files, const TTable
 
 // The solution found, as the variant the collection keeps: one line per key.
 void StoreSolution(TProblem& p, const TSolveResult& res) {
-  std::vector<std::string> keys;
-  for (const auto& s : res.solutions) keys.push_back(s.keyText);
-  p.StoreFoundKeys(keys);
+  p.StoreFoundKeys(ProvedKeyTexts(res.solutions));
 }
 
 int SolveCollection(const TSolveOptions& o, const TRegisterOptions& files, const TTablebaseOptions& tb) {

@@ -1451,6 +1451,13 @@ void TMainWindow::FillTree(TSolveSession* s) {
   }
   for (const TSolution& sol : s->Solutions()) {
     auto* key = new QTreeWidgetItem(tree_);
+    if (!sol.confirmed) {
+      // Found under heuristics, not proved: shown, but never as a solution.
+      key->setText(0, tr("1.%1? (candidate of pass %2, not proved)").arg(Q(sol.keyText), Q(sol.foundInPass)));
+      key->setForeground(0, QColor(128, 128, 128));
+      key->setData(0, kMovesRole, PackMoves({sol.key}));
+      continue;
+    }
     QString text = QStringLiteral("1.%1!").arg(Q(sol.keyText));
     if (sol.mateIn > 0 && sol.mateIn < n) {
       // A shorter mate than the stipulation asks for.
@@ -1514,9 +1521,7 @@ bool TMainWindow::StoreSolution() {
       !quiet_)
     return false;
   TProblem& p = problems_[static_cast<size_t>(current_)];
-  std::vector<std::string> keys;
-  for (const TSolution& sol : s->Solutions()) keys.push_back(sol.keyText);
-  p.StoreFoundKeys(keys);
+  p.StoreFoundKeys(ProvedKeyTexts(s->Solutions()));
   RefreshRow(current_);
   MarkModified();
   return true;

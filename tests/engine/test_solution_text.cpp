@@ -50,5 +50,22 @@ TEST(SolutionText, ThreatsDualsNestingAndTheKeysWithoutThreat) {
   EXPECT_EQ(SolutionsText({}), "");
 }
 
+// A key found under heuristics and not proved is shown as a candidate, with
+// the pass that found it, and is not kept as a key of the problem.
+TEST(SolutionText, CandidatesAreNoSolutions) {
+  std::vector<TSolution> keys(2);
+  keys[0].keyText = "Nd4-e2";
+  keys[0].foundInPass = std::string(1, '1');
+  keys[1].keyText = "Nf5-h6";
+  keys[1].foundInPass = std::string("1b");
+  keys[1].confirmed = false;
+  keys[1].threat = {"Nh6-f7"};
+  const TSolution& proved = keys[0];
+  const TSolution& candidate = keys[1];
+  EXPECT_EQ(SolutionsText({proved, candidate}),
+            "1.Nd4-e2!\n   zugzwang\n1.Nf5-h6? (candidate of pass 1b, not proved)\n");
+  EXPECT_EQ(ProvedKeyTexts({proved, candidate}), std::vector<std::string>{"Nd4-e2"});
+}
+
 }  // namespace
 }  // namespace ostravel
