@@ -75,6 +75,18 @@ std::vector<int> THeuristicPolicy::BlockedBlackFigures(const TChessboard& root) 
   return out;
 }
 
+int THeuristicPolicy::LeastValuableWhiteMan(const TChessboard& b) {
+  static constexpr uint8_t kOrder[] = {WP, WN, WB, WR, WQ};
+  for (uint8_t code : kOrder) {
+    uint64_t men = b.occupied[0];
+    while (men) {
+      const int sq = PopLsb(men);
+      if (b.board[sq] == code) return sq;
+    }
+  }
+  return -1;
+}
+
 int THeuristicPolicy::BlockedBlackPawns(const TChessboard& b) const {
   int n = 0;
   for (int sq = 8; sq < 64; ++sq)

@@ -33,6 +33,12 @@ class THeuristicPolicy {
   // searched only when it threatens mate within ThreatPlies() (FindForcedMate).
   TWhiteVerdict WhiteMove(const TChessboard& b, const TMove& m, const TChessboard& after, int k) const;
   int ThreatPlies() const { return threatPlies_; }
+  // SH_REDUCTIONTOGLOBREGPOS: the line is doubtful when the position without
+  // White's least valuable man (not the king) has no mate in the moves left
+  // by the global register's answer; the searcher asks its probe.
+  bool ReducesToStoredPosition() const { return set_ & SH_REDUCTIONTOGLOBREGPOS; }
+  // The square of that man, -1 when White has none.
+  static int LeastValuableWhiteMan(const TChessboard& b);
 
   static constexpr bool CutBlackDefence(const TChessboard&, const TMove&, int) { return false; }
   static constexpr uint8_t MateAfterDefenceCut() { return kResDoubtful; }

@@ -208,6 +208,27 @@ bool TSearcher<Policy>::Threatens(int p, int plies) {
   return mate;
 }
 
+template <class Policy>
+bool TSearcher<Policy>::ReducedHasNoMate(int p, int d) {
+  const TChessboard& b = stack_[p];
+  if (std::popcount(b.occupied[0] | b.occupied[1]) != probeMaxMen_ + 1 || CastlingRights(b) ||
+      EnPassantTarget(b) >= 0)
+    return false;
+  const int sq = THeuristicPolicy::LeastValuableWhiteMan(b);
+  if (sq < 0) return false;
+  TChessboard& c = stack_[p + 1];
+  c = b;
+  c.board[sq] = 0;
+  c.previous = nullptr;
+  try {
+    ValidateAndRecount(c, false);
+  } catch (const ChessException&) {
+    return false;
+  }
+  const TProbeAnswer a = probe_->Probe(c, p);
+  return a.status == TProbeStatus::kNoMate || (a.status == TProbeStatus::kMate && 2 * a.mateInMoves - 1 > d);
+}
+
 // ------------------------------------------------------------ nodes
 
 // White to move in stack_[p], bound d plies (odd).
@@ -224,6 +245,8 @@ uint8_t TSearcher<Policy>::White(int p, int d) {
   if constexpr (Policy::kMayCut) {
     // A line that breaks a rule is doubtful, unless White mates at once.
     if (!bypass_ && policy_.Violated(stack_, p, d)) return MateInOne(p) ? kResMate : kResDoubtful;
+    if (!bypass_ && probe_ && d >= 3 && policy_.ReducesToStoredPosition() && ReducedHasNoMate(p, d))
+      return MateInOne(p) ? kResMate : kResDoubtful;
   }
   if (d == 1 && minStore_ > 1) return MateInOne(p) ? kResMate : kResNoMate;
   TChessboard& b = stack_[p];

@@ -129,6 +129,9 @@ class TSearcher final : public TSearcherBase {
   // again, mate within `plies`? (The threat test of FindForcedMate, searched
   // exactly.)
   bool Threatens(int p, int plies);
+  // The position of stack_[p] without White's least valuable man is one the
+  // probe knows to have no mate within d plies.
+  bool ReducedHasNoMate(int p, int d);
   uint8_t White(int p, int d);
   uint8_t WhiteProbed(int p, int d, bool storable, TKey& key, int lo);
   uint8_t Deepen(int p, int d, int lo, bool storable, TKey& key, const TMove* skip, int nSkip);

@@ -3,6 +3,8 @@
 // heuristic pass never leaves a false key or a false "no mate" behind.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <bit>
 #include <set>
 #include <string>
 #include <vector>
@@ -259,6 +261,46 @@ TEST(HeuristicRules, FindForcedMateLevels) {
   EXPECT_EQ(Verdict(threat, kPos, "a1a2"), V::kIfThreat);
   // Promotions are always searched.
   EXPECT_EQ(Verdict(checks, "8/P6k/8/8/8/8/8/4K3 w - - 0 1", "a7a8q"), V::kSearch);
+}
+
+// Knows every position of three men and calls each a draw.
+class TNoMateProbe : public IPositionProbe {
+ public:
+  int MaxMen() const override { return 3; }
+  TProbeAnswer Probe(const TChessboard& pos, int) override {
+    ++calls;
+    EXPECT_EQ(std::popcount(pos.occupied[0] | pos.occupied[1]), 3);
+    return {TProbeStatus::kNoMate, 0};
+  }
+  std::atomic<int> calls{0};
+};
+
+// vaeth-02, #3 (c8Q, c8R): without White's least valuable man the probe
+// sees no mate, so every line is doubtful and no key is found; the exact
+// search on the same register still finds both.
+TEST(HeuristicRules, ReductionToAStoredPosition) {
+  TLine line("8/2P5/8/8/8/8/N7/k1K5 w - - 0 1", {});
+  TChessboard root = line.stack[0];
+  SetRootPlies(root, 5);
+  TNoMateProbe probe;
+  TSearchSettings st;
+  st.bruteForce = false;
+  st.computeVariations = false;
+  st.heuristics = std::make_shared<const THeuristicState>(Set(SH_REDUCTIONTOGLOBREGPOS));
+  st.probe = &probe;
+  auto reg = std::make_shared<TAggregatedTemporaryChessboardRegister>(16384, 0);
+  TMateSearch heuristic(st, reg);
+  DispatchFindMateFFM(heuristic, root, 3);
+  EXPECT_TRUE(heuristic.Solutions().empty());
+  EXPECT_GT(probe.calls.load(), 0);
+
+  TSearchSettings exactSettings;
+  exactSettings.computeVariations = false;
+  TMateSearch exact(exactSettings, reg);
+  exact.FindForcedMate(root, 3);
+  std::set<std::string> keys;
+  for (const auto& k : exact.Solutions()) keys.insert(MoveToUci(k.key));
+  EXPECT_EQ(keys, (std::set<std::string>{"c7c8q", "c7c8r"}));
 }
 
 // ---------------------------------------------------------------- passes
