@@ -11,6 +11,7 @@
 
 #include "chess/fen.h"
 #include "chess/notation.h"
+#include "chess/tables.h"
 #include "engine/analysis.h"
 #include "engine/heuristic_policy.h"
 #include "engine/mate_search.h"
@@ -263,26 +264,39 @@ TEST(HeuristicRules, FindForcedMateLevels) {
   EXPECT_EQ(Verdict(checks, "8/P6k/8/8/8/8/8/4K3 w - - 0 1", "a7a8q"), V::kSearch);
 }
 
-// Knows every position of three men and calls each a draw.
-class TNoMateProbe : public IPositionProbe {
+// Knows the three-man positions where White has a lone knight: a draw, as
+// every such position is. Of the rest it knows nothing, so what it says may
+// be stored as exact.
+class TLoneKnightProbe : public IPositionProbe {
  public:
   int MaxMen() const override { return 3; }
   TProbeAnswer Probe(const TChessboard& pos, int) override {
     ++calls;
     EXPECT_EQ(std::popcount(pos.occupied[0] | pos.occupied[1]), 3);
-    return {TProbeStatus::kNoMate, 0};
+    uint64_t white = pos.occupied[0];
+    while (white) {
+      const int sq = tables::PopLsb(white);
+      if (pos.board[sq] == WN) {
+        ++draws;
+        return {TProbeStatus::kNoMate, 0};
+      }
+    }
+    return {};
   }
   std::atomic<int> calls{0};
+  std::atomic<int> draws{0};
 };
 
-// vaeth-02, #3 (c8Q, c8R): without White's least valuable man the probe
-// sees no mate, so every line is doubtful and no key is found; the exact
-// search on the same register still finds both.
+// #3 by 1.Kg6 and the pawn's promotion: Black cannot take the knight, so
+// every White node on the way keeps its four men, and without the pawn
+// (White's least valuable man) it is a lone knight, never a mate. The rule
+// makes all those lines doubtful and the pass finds no key; the exact search
+// on the same register still finds it.
 TEST(HeuristicRules, ReductionToAStoredPosition) {
-  TLine line("8/2P5/8/8/8/8/N7/k1K5 w - - 0 1", {});
+  TLine line("7k/8/4P3/5K2/8/7N/8/8 w - - 0 1", {});
   TChessboard root = line.stack[0];
   SetRootPlies(root, 5);
-  TNoMateProbe probe;
+  TLoneKnightProbe probe;
   TSearchSettings st;
   st.bruteForce = false;
   st.computeVariations = false;
@@ -292,7 +306,7 @@ TEST(HeuristicRules, ReductionToAStoredPosition) {
   TMateSearch heuristic(st, reg);
   DispatchFindMateFFM(heuristic, root, 3);
   EXPECT_TRUE(heuristic.Solutions().empty());
-  EXPECT_GT(probe.calls.load(), 0);
+  EXPECT_GT(probe.draws.load(), 0);
 
   TSearchSettings exactSettings;
   exactSettings.computeVariations = false;
@@ -300,7 +314,15 @@ TEST(HeuristicRules, ReductionToAStoredPosition) {
   exact.FindForcedMate(root, 3);
   std::set<std::string> keys;
   for (const auto& k : exact.Solutions()) keys.insert(MoveToUci(k.key));
-  EXPECT_EQ(keys, (std::set<std::string>{"c7c8q", "c7c8r"}));
+  EXPECT_EQ(keys, (std::set<std::string>{"f5g6"}));
+
+  // Without the rule the same pass finds the key.
+  TSearchSettings plain = st;
+  plain.heuristics = std::make_shared<const THeuristicState>(Set(SH_KEEPKINGWITHINEXTEDGE));
+  TMateSearch unruled(plain, std::make_shared<TAggregatedTemporaryChessboardRegister>(16384, 0));
+  DispatchFindMateFFM(unruled, root, 3);
+  ASSERT_EQ(unruled.Solutions().size(), 1u);
+  EXPECT_EQ(MoveToUci(unruled.Solutions()[0].key), "f5g6");
 }
 
 // ---------------------------------------------------------------- passes
