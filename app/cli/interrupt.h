@@ -1,15 +1,16 @@
 #pragma once
 // Ctrl-C handling for long commands: the first Ctrl-C asks the running work to
 // stop (through its own stop path, so partial results survive and the
-// register is saved), a second one exits at once. SIGTERM and SIGHUP (a
+// register is saved), a second one a second or more later exits at once. SIGTERM and SIGHUP (a
 // shutdown, a closed terminal) are taken the same way: without it they would
 // lose everything since the last auto-save.
 #include <atomic>
 
 namespace ostravel::cli {
 
-// While a guard lives, SIGINT, SIGTERM and SIGHUP raise `flag`; a second one
-// ends the process at once with 128 + the signal (130, 143, 129).
+// While a guard lives, SIGINT, SIGTERM and SIGHUP raise `flag`; a second one,
+// a second or more after the first, ends the process at once with 128 + the
+// signal (130, 143, 129). An earlier repeat is the same stop sent twice.
 class InterruptGuard {
  public:
   explicit InterruptGuard(std::atomic<bool>* flag);

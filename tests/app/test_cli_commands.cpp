@@ -61,7 +61,8 @@ struct TCliRun {
 // Runs the program with args (OSTRAVEL_HOME as set). With interruptOn it
 // sends one signal (Ctrl-C by default) once stdout shows that text and the
 // search ran a moment.
-TCliRun RunCli(const std::vector<std::string>& args, const std::string& interruptOn = {}, int sig = SIGINT) {
+TCliRun RunCli(const std::vector<std::string>& args, const std::string& interruptOn = {}, int sig = SIGINT,
+               int times = 1) {
   const fs::path dir = test::MakeTempDir();
   const fs::path out = dir / "out", err = dir / "err";
   const std::string cli = CliPath().string();
@@ -80,7 +81,10 @@ TCliRun RunCli(const std::vector<std::string>& args, const std::string& interrup
     for (int i = 0; i < 500 && ReadText(out).find(interruptOn) == std::string::npos; ++i)
       std::this_thread::sleep_for(10ms);
     std::this_thread::sleep_for(300ms);
-    kill(pid, sig);
+    for (int i = 0; i < times; ++i) {
+      if (i) std::this_thread::sleep_for(50ms);
+      kill(pid, sig);
+    }
   }
   int status = 0;
   waitpid(pid, &status, 0);
@@ -232,6 +236,15 @@ TEST_F(SolveCommand, TermAndHangUpSaveLikeCtrlC) {
     EXPECT_NE(r.out.find("Register auto-saved to " + slots[0].paths.registerFile.string()),
               std::string::npos);
   }
+}
+
+// `timeout` sends its signal to the child and to the child's process group,
+// so the run gets it twice within moments: that is one stop, and the partial
+// result is printed, not lost to the forced exit of a later second Ctrl-C.
+TEST_F(SolveCommand, TheSameStopSentTwiceWithinMomentsIsOneStop) {
+  const TCliRun r = RunCli({"solve", "--fen", kLong, "--mate", "8", "--quiet"}, "Main settings", SIGTERM, 2);
+  EXPECT_EQ(r.code, 143) << r.err;
+  EXPECT_NE(r.out.find("Analysis stopped by user"), std::string::npos) << r.out;
 }
 
 // Two runs at once each keep their own auto-save: stopping one never touches
