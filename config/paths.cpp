@@ -31,11 +31,17 @@ std::filesystem::path SubFolder(const char* name) {
 
 }  // namespace
 
+std::string OwnExecutablePath() {
+  std::error_code ec;
+  const auto exe = std::filesystem::read_symlink("/proc/self/exe", ec);
+  return ec ? std::string() : exe.string();
+}
+
 std::filesystem::path ExecutableFolder() {
   static const std::filesystem::path folder = [] {
+    const std::filesystem::path exe = OwnExecutablePath();
+    if (exe.has_parent_path()) return exe.parent_path();
     std::error_code ec;
-    const auto exe = std::filesystem::read_symlink("/proc/self/exe", ec);
-    if (!ec && exe.has_parent_path()) return exe.parent_path();
     return std::filesystem::current_path(ec);
   }();
   return folder;

@@ -42,6 +42,8 @@ TFileLocations FileLocations();
 
 const char* InstallKindName(TInstallKind kind);
 
+// Full path of the running executable (empty when it cannot be found).
+std::string OwnExecutablePath();
 // Folder of the running executable (the working folder when it cannot be found).
 std::filesystem::path ExecutableFolder();
 // Full path of "options.ini" (the file need not exist).

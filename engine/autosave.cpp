@@ -46,12 +46,6 @@ fs::path FolderOrData(const fs::path& folder) {
   return folder.empty() ? DataFolder() : folder;
 }
 
-std::string CurrentExecutablePath() {
-  std::error_code ec;
-  const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
-  return ec ? std::string() : exe.string();
-}
-
 }  // namespace
 
 TAutoSavePaths TAutoSavePaths::In(const fs::path& folder) {
@@ -70,7 +64,7 @@ TAutoSaveInfo CurrentAutoSaveInfo(const std::string& description, int maxMemRati
   info.MaxMemRatioForPrecalculatedData = maxMemRatioForPrecalculatedData;
   info.MaxMemRatioPerProblem = maxMemRatioPerProblem;
   info.ProcessId = static_cast<long long>(::getpid());
-  info.ProcessFileName = CurrentExecutablePath();
+  info.ProcessFileName = OwnExecutablePath();
   return info;
 }
 
@@ -260,7 +254,7 @@ std::unique_ptr<TAutoSaveSlot> TAutoSaveSlot::Claim(const fs::path& dataFolder, 
     info = CurrentAutoSaveInfo({});  // none yet, or unreadable: start afresh
   }
   info.ProcessId = static_cast<long long>(::getpid());
-  info.ProcessFileName = CurrentExecutablePath();
+  info.ProcessFileName = OwnExecutablePath();
   try {
     WriteAutoSaveInfo(reg, info);
   } catch (const std::exception& e) {
@@ -325,7 +319,7 @@ std::string AdoptAutoSave(const fs::path& dataFolder, const fs::path& registerFi
   }
   // Ours from now on, so that nobody else offers it before the run claims it.
   info.ProcessId = static_cast<long long>(::getpid());
-  info.ProcessFileName = CurrentExecutablePath();
+  info.ProcessFileName = OwnExecutablePath();
   try {
     WriteAutoSaveInfo(to.registerFile.string(), info);
   } catch (const std::exception&) {

@@ -42,12 +42,6 @@ bool IsZombie(long long pid) {
 
 }  // namespace
 
-std::string OwnExecutablePath() {
-  std::error_code ec;
-  const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
-  return ec ? std::string() : exe.string();
-}
-
 bool ProcessRunning(long long pid, const std::string& processFileName) {
   if (pid <= 0 || pid > INT_MAX) return false;
   // EPERM: it exists but belongs to someone else.

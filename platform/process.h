@@ -1,12 +1,10 @@
 #pragma once
-// Facts about processes: whether a recorded process still runs, the running
-// executable, and the process priority.
+// Facts about processes: whether a recorded process still runs, and the
+// process priority. (The running executable: OwnExecutablePath in
+// config/paths.h.)
 #include <string>
 
 namespace ostravel {
-
-// Full path of the running executable (empty when it cannot be found).
-std::string OwnExecutablePath();
 
 // Whether process pid runs and is the program named processFileName (a path
 // or a bare file name; only the file name is compared, so a moved program

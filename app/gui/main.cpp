@@ -109,9 +109,7 @@ void PrepareEngineThread() {
 ostravel::TStartupOptions SessionOptions() {
   ostravel::TStartupOptions o;
   // A crashed process must not draw: a fresh one shows the report.
-  std::error_code ec;
-  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
-  if (!ec) o.crashReportProgram = self.string();
+  o.crashReportProgram = ostravel::OwnExecutablePath();
   // The runs' own slots besides the old single auto-save of the data folder.
   o.forcedCloseScan.runSlots = ostravel::UnheldAutoSaveSlots;
 #ifdef OSTRAVEL_SANITIZED

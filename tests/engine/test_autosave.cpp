@@ -12,12 +12,12 @@
 #include <thread>
 
 #include "config/autosave_info.h"
+#include "config/paths.h"
 #include "config/settings.h"
 #include "engine/analysis.h"
 #include "engine/autosave.h"
 #include "engine/solve_request.h"
 #include "platform/forced_close.h"
-#include "platform/process.h"
 #include "problems/cp_file.h"
 #include "registers/register_file.h"
 #include "registers/test_register_file_util.h"

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "config/paths.h"
 #include "platform/process.h"
 #include "support/test_support.h"
 
