@@ -206,7 +206,7 @@ TBenchRowResult BenchRow(const TReferenceProblem& p, const TBenchOptions& o) {
       r.heuristicState = AutoHeuristics(r);
     } else {
       std::string error;
-      if (!ApplyIndications(o.heuristics, r.heuristicState, &error)) {
+      if (!ApplyHeuristicText(o.heuristics, r.heuristicState, &error)) {
         out.refusal = error;
         return out;
       }

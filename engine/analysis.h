@@ -114,8 +114,9 @@ struct TBenchOptions {
   const std::atomic<bool>* stop = nullptr;
   IPositionProbe* probe = nullptr;  // exact answers below the root; null: none
   bool collectStats = false;
-  // Empty: one exact search. Else the indications of the first pass ("auto":
-  // chosen from the position), relaxed pass by pass, then the exact pass.
+  // Empty: one exact search. Else the first pass's heuristics as
+  // ApplyHeuristicText reads them ("auto": chosen from the position), relaxed
+  // pass by pass, then the exact pass.
   std::string heuristics;
 };
 

@@ -347,6 +347,30 @@ uint32_t HeuristicParameterDigest(const THeuristicState& s) {
   return d.Value();
 }
 
+bool ApplyHeuristicText(const std::string& text, THeuristicState& state, std::string* error) {
+  THeuristicState s = state;
+  // The names are taken out (blanked, so that the keywords' error indexes
+  // still count from the start of the whole text); the rest are keywords.
+  std::string keywords = text;
+  for (const TIndicationWord& w : SplitIndications(text)) {
+    if (IsIndicationKeyword(w.text)) continue;
+    const TNamedBit* named = nullptr;
+    for (const TNamedBit& n : kNames)
+      if (w.text == n.name) named = &n;
+    if (!named) {
+      if (error) *error = "unknown heuristic \"" + std::string(w.text) + "\"";
+      return false;
+    }
+    s.set |= named->bit;
+    if (named->bit == SH_FINDFORCEDMATE && s.ffmLevel == kFfmNone)
+      s.ffmLevel = s.ffmInitialLevel = kFfmCheckOnly;
+    keywords.replace(w.offset, w.text.size(), w.text.size(), ' ');
+  }
+  if (!ApplyIndications(keywords, s, error)) return false;
+  state = std::move(s);
+  return true;
+}
+
 bool ApplyIndications(const std::string& text, THeuristicState& state, std::string* error) {
   THeuristicState s = state;
   for (const TIndicationWord& w : SplitIndications(text)) {

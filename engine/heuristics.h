@@ -127,6 +127,14 @@ uint32_t HeuristicParameterDigest(const THeuristicState& s);
 // with the message in *error on a malformed keyword; s is then unchanged.
 bool ApplyIndications(const std::string& text, THeuristicState& s, std::string* error = nullptr);
 
+// What a front end's user types: the indication keywords of ApplyIndications
+// and, beside them, heuristic names as the set text prints them
+// ("SH_KEEPKINGONTHEEDGE", "SH_SAVEQUEEN/ROOK"), each switching its heuristic
+// on with default parameters (SH_FINDFORCEDMATE: checks only, unless an FFM
+// keyword gives the level). Unlike a problem record, any other word is an
+// error. Returns false with the message in *error; s is then unchanged.
+bool ApplyHeuristicText(const std::string& text, THeuristicState& s, std::string* error = nullptr);
+
 // Text of a FindForcedMate level ("CheckOnly", "#1", "#1+", ... "#5"); empty for none.
 std::string FfmLevelText(uint8_t level);
 // A square as printed in the set text: "E7"; empty for an unset square.

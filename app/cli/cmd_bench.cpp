@@ -42,7 +42,8 @@ void Help() {
       "                      thread, one level, no time limit: a change in it flags a\n"
       "                      change in the search's behaviour\n"
       "  --heuristics H      search with special heuristics first (indications such as\n"
-      "                      \"FFM(#2) ExtEdge\", or auto), relaxed pass by pass, then the\n"
+      "                      \"FFM(#2) ExtEdge\", heuristic names such as SH_AREKINGSNEAR,\n"
+      "                      or auto), relaxed pass by pass, then the\n"
       "                      exact pass; a row counts when its listed keys were found\n"
       "                      and proved within the time limit\n"
       "  --global-register   answer positions of stored types from the global register\n"
@@ -97,7 +98,7 @@ int RunBench(const std::vector<std::string>& args) {
         if (*v != "auto") {
           THeuristicState check;
           std::string error;
-          if (!ApplyIndications(*v, check, &error)) return BadInput("bench: --heuristics: " + error);
+          if (!ApplyHeuristicText(*v, check, &error)) return BadInput("bench: --heuristics: " + error);
         }
         heuristics = *v;
       } else if (a == "--signature") {

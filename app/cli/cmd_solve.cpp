@@ -54,7 +54,9 @@ void Help() {
       "  --no-second-pass        switch the pass without heuristics off\n"
       "  --heuristics TEXT       special heuristics for the first pass, as indication\n"
       "                          keywords (e.g. \"FFM(#2) ExtEdge AssertBKS(strict)\n"
-      "                          DLFU(e7 f7)\"), or auto: chosen from the position\n"
+      "                          DLFU(e7 f7)\") and heuristic names as the set text\n"
+      "                          prints them (e.g. SH_AREKINGSNEAR, default\n"
+      "                          parameters), or auto: chosen from the position\n"
       "                          (see README); relaxed pass by pass (1b, 1c, ...)\n"
       "                          before pass 2 proves the key set complete. A key\n"
       "                          found under heuristics is proved by an exact search\n"
@@ -194,7 +196,7 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
       if (v != "auto") {
         THeuristicState check;
         std::string error;
-        if (!ApplyIndications(v, check, &error)) return "solve: --heuristics: " + error;
+        if (!ApplyHeuristicText(v, check, &error)) return "solve: --heuristics: " + error;
         // The checks of the selection dialog, on what the keywords chose.
         error = ValidateHeuristicSelection(SelectionOfState(check), o.lang >= 0 ? o.lang : 1, nullptr);
         if (!error.empty()) return "solve: --heuristics: " + error;
@@ -266,7 +268,7 @@ void ApplyOptions(const TSolveOptions& o, TSolveRequest& r) {
       r.heuristicState = AutoHeuristics(r);
     } else {
       // Checked by ParseArgs; on top of what the problem record indicates.
-      ApplyIndications(*o.heuristics, r.heuristicState);
+      ApplyHeuristicText(*o.heuristics, r.heuristicState);
     }
     r.heuristics = r.heuristicState.set;
     r.relaxation = true;

@@ -238,6 +238,46 @@ TEST_F(SolveCommand, TermAndHangUpSaveLikeCtrlC) {
   }
 }
 
+// mt-142 (#11, key Kc1): pass 1 and its relaxations run with the auto set,
+// the ext.edge pass finds the key, it is proved at once, and pass 2 proves
+// the key set complete. The passes are named and carry their set text.
+TEST_F(SolveCommand, HeuristicPassesNameTheirSetsAndTheKeysTheyFound) {
+  const TCliRun r = RunCli({"solve", "--fen", "8/p7/N7/8/8/p7/8/k2K4 w - - 0 1", "--mate", "11",
+                            "--heuristics", "auto", "--json", "--no-variations", "--threads", "1"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  const nlohmann::json j = r.Json();
+  const auto& passes = j["passes"];
+  ASSERT_GE(passes.size(), 2u);
+  EXPECT_EQ(passes.front()["pass"], "1");
+  EXPECT_NE(passes.front()["heuristic_set"].get<std::string>().find("SH_FINDFORCEDMATE(CheckOnly)"),
+            std::string::npos);
+  EXPECT_EQ(passes.back()["pass"], "2");
+  EXPECT_EQ(passes.back()["heuristic_set"], "");
+  EXPECT_TRUE(passes.back()["completed"]);
+  ASSERT_EQ(j["solutions"].size(), 1u);
+  const auto& key = j["solutions"][0];
+  EXPECT_EQ(key["key"], "Kd1-c1");
+  EXPECT_TRUE(key["confirmed"]);
+  const std::string pass = key["found_in_pass"];
+  EXPECT_TRUE(pass.size() == 2 && pass[0] == '1') << pass;  // a heuristic pass, not pass 2
+  EXPECT_TRUE(j["key_set_complete"]);
+}
+
+// What a user types: the relaxation is shown without a search, and a word
+// that is no heuristic is refused with its name.
+TEST_F(SolveCommand, HeuristicTextShownOrRefused) {
+  const std::string fen = "4Bk2/7K/4R3/3n4/8/8/8/8 w - - 0 1";
+  const TCliRun shown = RunCli({"solve", "--fen", fen, "--mate", "12", "--heuristics",
+                                "SH_KEEPKINGONTHEEDGE FFM(#1)", "--show-relaxation"});
+  EXPECT_EQ(shown.code, 0) << shown.err;
+  EXPECT_NE(shown.out.find("Pass 1: SH_KEEPKINGONTHEEDGE, SH_FINDFORCEDMATE(#1)\n"), std::string::npos)
+      << shown.out;
+  EXPECT_NE(shown.out.find("Pass 2: no special heuristics (safe mode)"), std::string::npos) << shown.out;
+  const TCliRun refused = RunCli({"solve", "--fen", fen, "--mate", "12", "--heuristics", "Edge"});
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_NE(refused.err.find("unknown heuristic \"Edge\""), std::string::npos) << refused.err;
+}
+
 // `timeout` sends its signal to the child and to the child's process group,
 // so the run gets it twice within moments: that is one stop, and the partial
 // result is printed, not lost to the forced exit of a later second Ctrl-C.

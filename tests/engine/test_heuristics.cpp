@@ -262,6 +262,33 @@ TEST(Indications, OtherKeywordsAndWordsThatAreNone) {
   EXPECT_EQ(s, before);
 }
 
+// The command line's text: keywords and the names the set text prints, and
+// nothing else, so what a run prints can be typed back.
+TEST(Indications, HeuristicTextTakesNamesBesideKeywords) {
+  THeuristicState s;
+  std::string error;
+  ASSERT_TRUE(
+      ApplyHeuristicText("SH_AREKINGSNEAR SH_SAVEQUEEN/ROOK, DLFU(e7 f7) SH_FINDFORCEDMATE", s, &error))
+      << error;
+  EXPECT_EQ(s.set, SH_AREKINGSNEAR | SH_SAVEQUEENROOK | SH_DONTLETFIGUREUNBLOCK | SH_FINDFORCEDMATE);
+  EXPECT_EQ(s.blockedSquares, (std::vector<int>{52, 53}));
+  EXPECT_EQ(s.ffmLevel, kFfmCheckOnly);  // a bare name: checks only
+  // A level given by the keyword wins, in either order.
+  THeuristicState t;
+  ASSERT_TRUE(ApplyHeuristicText("FFM(#2) SH_FINDFORCEDMATE", t));
+  EXPECT_EQ(t.ffmLevel, kFfmMate2);
+  // A word that is neither is refused and nothing changes; a keyword's error
+  // still counts its index from the start of the whole text.
+  const THeuristicState before = s;
+  EXPECT_FALSE(ApplyHeuristicText("SH_AREKINGSNEAR Kf1-f2", s, &error));
+  EXPECT_EQ(error, "unknown heuristic \"Kf1-f2\"");
+  EXPECT_FALSE(ApplyHeuristicText("SH_KEYLINE SH_NOSUCH", s, &error));
+  EXPECT_EQ(error, "unknown heuristic \"SH_NOSUCH\"");
+  EXPECT_FALSE(ApplyHeuristicText("SH_KEYLINE DLFU(e7 f9)", s, &error));
+  EXPECT_EQ(error, "Invalid square description at index 20");
+  EXPECT_EQ(s, before);
+}
+
 // ------------------------------------------------------------- selection
 
 std::string Check(const THeuristicSelection& f, THeuristicState* out = nullptr, std::string* note = nullptr,
