@@ -1,5 +1,11 @@
 #include "engine/pass_plan.h"
 
+#include <cstdio>
+#include <ctime>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
 #include "engine/engine_texts.h"
 #include "engine/solve_request.h"
 
@@ -199,6 +205,37 @@ std::vector<TPassPlan> PlanPasses(const TSolveRequest& r, std::vector<std::strin
     plan.push_back(p2);
   }
   return plan;
+}
+
+// The time-dependent relaxation step is not taken in positions where a
+// quick pass says little: Black has three pawns or more, his king stands on
+// the edge and White has no queen (blocked pawn positions, whose passes end
+// quickly because the heuristics cut nearly everything).
+bool TimeRelaxationSkipped(const TChessboard& root) {
+  const int bk = root.BlackKingSquare();
+  const bool onEdge = (bk & 7) == 0 || (bk & 7) == 7 || (bk >> 3) == 0 || (bk >> 3) == 7;
+  return root.counts[kCntBP] >= 3 && onEdge && root.counts[kCntWQ] == 0;
+}
+
+// Two lines per relaxation step in TryRelaxSpecialHeuristics.log of the
+// working folder, under one lock.
+void LogRelaxation(const THeuristicState& before, const THeuristicState& after) {
+  static std::mutex lock;
+  std::lock_guard<std::mutex> lk(lock);
+  std::FILE* f = std::fopen("TryRelaxSpecialHeuristics.log", "a");
+  if (!f) return;
+  const std::time_t now = std::time(nullptr);
+  std::tm tm{};
+  localtime_r(&now, &tm);
+  char when[64];
+  std::snprintf(when, sizeof when, "%d-%02d-%02d %02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1,
+                tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec);
+  std::ostringstream th;
+  th << std::this_thread::get_id();
+  std::fprintf(f, "%s %s th=%s %s\n", when, "BEFORE", th.str().c_str(),
+               HeuristicSetText(before, true).c_str());
+  std::fprintf(f, "%s %s th=%s %s\n", when, "AFTER", th.str().c_str(), HeuristicSetText(after, true).c_str());
+  std::fclose(f);
 }
 
 }  // namespace ostravel

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "chess/board.h"
 #include "engine/heuristics.h"
 #include "engine/search_types.h"
 
@@ -70,6 +71,11 @@ std::vector<std::string> RelaxationPathTexts(const THeuristicState& initial);
 // (800 to 1,200 ms) the decision is reported in *line (left empty otherwise).
 constexpr int kTimeRelaxationLimitMs = 1000;
 bool TimeDependentRelaxation(long long ms, std::string* line);
+// The step is not taken in positions where a quick pass says little.
+bool TimeRelaxationSkipped(const TChessboard& root);
+// With TryRelaxSpecialHeuristicsLog: a BEFORE and an AFTER line per
+// relaxation step in "TryRelaxSpecialHeuristics.log" of the working folder.
+void LogRelaxation(const THeuristicState& before, const THeuristicState& after);
 
 // Mode of the second phase of a hybrid run: the request's, but at least two
 // solutions, since the phase looks for duals.
