@@ -19,6 +19,12 @@ constexpr uint64_t kSecondRing = 0x007E424242427E00ull;
 constexpr uint64_t kInnerCorners = (1ull << 9) | (1ull << 14) | (1ull << 49) | (1ull << 54);  // b2 g2 b7 g7
 constexpr uint64_t kMainDiagonals = 0x8142241818244281ull;
 constexpr uint64_t kLightSquares = 0x55AA55AA55AA55AAull;
+// The heuristics that judge White's moves; a set without them (the edge
+// rules alone, say) leaves every move to be searched at no cost.
+constexpr uint32_t kWhiteMoveRules = SH_DONTRECEDEBLACKKING | SH_DONTLEAVEMAINDIAGONAL |
+                                     SH_SWEEPINGWHITEROOK | SH_ONECOLORPLAYPOSSIBLE | SH_KEYWHITEFIGURE |
+                                     SH_SINGLEQUEENMATE | SH_ZUGZWANGTRIANGLES | SH_SEASNAKE |
+                                     SH_SKIPWORSTWHITEMOVES | SH_FINDFORCEDMATE;
 
 int Distance(int a, int b) {
   return std::max(std::abs((a & 7) - (b & 7)), std::abs((a >> 3) - (b >> 3)));
@@ -310,7 +316,7 @@ bool THeuristicPolicy::Violated(const TChessboard* stack, int p, int d) const {
 THeuristicPolicy::TWhiteVerdict THeuristicPolicy::WhiteMove(const TChessboard& b, const TMove& m,
                                                             const TChessboard& after, int k) const {
   using V = TWhiteVerdict;
-  if (!set_) return V::kSearch;
+  if (!(set_ & kWhiteMoveRules)) return V::kSearch;
   const uint8_t piece = b.board[m.from];
   const uint8_t kind = KindOf(piece);
   const bool capture = b.board[m.to] != 0 || m.enPassant;

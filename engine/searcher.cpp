@@ -244,8 +244,8 @@ uint8_t TSearcher<Policy>::White(int p, int d) {
   if (log_) registerPlies_ = -1;
   if constexpr (Policy::kMayCut) {
     // A line that breaks a rule is doubtful, unless White mates at once.
-    if (!bypass_ && policy_.Violated(stack_, p, d)) return MateInOne(p) ? kResMate : kResDoubtful;
-    if (!bypass_ && probe_ && d >= 3 && policy_.ReducesToStoredPosition() && ReducedHasNoMate(p, d))
+    if (!bypass_ && (policy_.Violated(stack_, p, d) ||
+                     (probe_ && d >= 3 && policy_.ReducesToStoredPosition() && ReducedHasNoMate(p, d))))
       return MateInOne(p) ? kResMate : kResDoubtful;
   }
   if (d == 1 && minStore_ > 1) return MateInOne(p) ? kResMate : kResNoMate;
