@@ -202,17 +202,7 @@ TBenchRowResult BenchRow(const TReferenceProblem& p, const TBenchOptions& o) {
   r.collectStats = o.collectStats;
   TEngineTask task = TEngineTask::kAuxMate;
   if (!o.heuristics.empty()) {
-    if (o.heuristics == "auto") {
-      r.heuristicState = AutoHeuristics(r);
-    } else {
-      std::string error;
-      if (!ApplyHeuristicText(o.heuristics, r.heuristicState, &error)) {
-        out.refusal = error;
-        return out;
-      }
-    }
-    r.heuristics = r.heuristicState.set;
-    r.relaxation = true;
+    if (!ApplyHeuristicsOption(r, o.heuristics, &out.refusal)) return out;
     task = TEngineTask::kMate;
   }
   TEngine engine;

@@ -391,7 +391,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     // Quick mode's implicit heuristic: a line that repeats a position ends
     // there. That keeps its failures out of the register, so only the passes
     // with heuristics outside safe mode do it.
-    ss.cutRepetitions = plan.heuristics != 0 && (!plan.safeMode || std::getenv("OST_CUTREP"));
+    ss.cutRepetitions = plan.heuristics != 0 && !plan.safeMode;
     ss.computeVariations = r.computeVariations;
     ss.showDuals = r.showDuals;
     ss.probe = r.probe;

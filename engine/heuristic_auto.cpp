@@ -36,4 +36,16 @@ THeuristicState AutoHeuristics(const TSolveRequest& r) {
   return s;
 }
 
+bool ApplyHeuristicsOption(TSolveRequest& r, const std::string& text, std::string* error) {
+  if (text == "auto") {
+    r.heuristicState = AutoHeuristics(r);
+  } else if (!ApplyHeuristicText(text, r.heuristicState, error)) {
+    return false;
+  }
+  r.heuristics = r.heuristicState.set;
+  r.relaxation = true;
+  r.bruteForce = false;
+  return true;
+}
+
 }  // namespace ostravel

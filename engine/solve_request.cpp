@@ -161,10 +161,6 @@ std::string SearchLogPath(const TSolveRequest& r) {
   return (folder / (name + ".log")).string();
 }
 
-}  // namespace ostravel
-
-namespace ostravel {
-
 THeuristicState RequestHeuristics(const TSolveRequest& r) {
   THeuristicState s = r.heuristicState;
   if (s.set == 0) s.set = r.heuristics;

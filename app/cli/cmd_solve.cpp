@@ -263,17 +263,8 @@ void ApplyOptions(const TSolveOptions& o, TSolveRequest& r) {
     r.markedSquares = o.marked;
   }
   if (o.noSecondPass) r.passWithoutHeuristics = false;
-  if (o.heuristics) {
-    if (*o.heuristics == "auto") {
-      r.heuristicState = AutoHeuristics(r);
-    } else {
-      // Checked by ParseArgs; on top of what the problem record indicates.
-      ApplyHeuristicText(*o.heuristics, r.heuristicState);
-    }
-    r.heuristics = r.heuristicState.set;
-    r.relaxation = true;
-    r.bruteForce = false;
-  }
+  // Checked by ParseArgs; on top of what the problem record indicates.
+  if (o.heuristics) ApplyHeuristicsOption(r, *o.heuristics);
   if (r.heuristicState.safeMode) r.safeMode = true;
   if (o.safeMode) r.safeMode = r.heuristicState.safeMode = true;
   if (o.noRelax) r.relaxation = false;
