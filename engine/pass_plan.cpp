@@ -38,6 +38,11 @@ uint8_t NextFfmLevel(uint8_t level) {
   }
 }
 
+// Letter of the i-th relaxed pass (0: "b"), "z+" past the alphabet.
+std::string RelaxedPassSuffix(size_t i) {
+  return i < 25 ? std::string(1, static_cast<char>('b' + i)) : std::string("z+");
+}
+
 // One step of the fixed order; false when nothing is left to relax.
 bool RelaxOnce(THeuristicState& s) {
   if (s.set & SH_FINDFORCEDMATE) {
@@ -127,10 +132,9 @@ std::vector<THeuristicState> RelaxationSteps(const THeuristicState& initial) {
 std::vector<std::string> RelaxationPathTexts(const THeuristicState& initial) {
   std::vector<std::string> out;
   out.push_back("Pass 1: " + HeuristicSetText(initial, false));
-  char suffix = 'b';
-  for (const THeuristicState& s : RelaxationSteps(initial))
-    out.push_back(std::string("Pass 1") + (suffix <= 'z' ? suffix++ : '+') + ": " +
-                  HeuristicSetText(s, false));
+  const std::vector<THeuristicState> steps = RelaxationSteps(initial);
+  for (size_t i = 0; i < steps.size(); ++i)
+    out.push_back("Pass 1" + RelaxedPassSuffix(i) + ": " + HeuristicSetText(steps[i], false));
   out.push_back("Pass 2: " + std::string("no special heuristics (safe mode)"));
   return out;
 }
@@ -180,12 +184,12 @@ std::vector<TPassPlan> PlanPasses(const TSolveRequest& r, std::vector<std::strin
   plan.push_back(p1);
   if (p1.heuristics != 0) {
     if (r.relaxation) {
-      char suffix = 'b';
-      for (const THeuristicState& set : RelaxationSteps(p1.state)) {
+      const std::vector<THeuristicState> steps = RelaxationSteps(p1.state);
+      for (size_t i = 0; i < steps.size(); ++i) {
         TPassPlan p = p1;
-        p.suffix = suffix <= 'z' ? std::string(1, suffix++) : std::string("z+");
-        p.state = set;
-        p.heuristics = set.set;
+        p.suffix = RelaxedPassSuffix(i);
+        p.state = steps[i];
+        p.heuristics = steps[i].set;
         plan.push_back(p);
       }
     } else {
