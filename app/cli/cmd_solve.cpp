@@ -2,8 +2,10 @@
 // problems of a ".cp" collection, through the engine facade.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <optional>
 
@@ -129,6 +131,32 @@ bool ParseInt(const std::string& s, long lo, long hi, long& out) {
   }
 }
 
+// The options that only switch something on or off.
+struct TSolveFlag {
+  const char* name;
+  bool TSolveOptions::*field;
+  bool value;
+};
+constexpr TSolveFlag kSolveFlags[] = {
+    {"--brute-force", &TSolveOptions::bruteForce, true},
+    {"--hybrid", &TSolveOptions::hybrid, true},
+    {"--defence", &TSolveOptions::defence, true},
+    {"--defense", &TSolveOptions::defence, true},
+    {"--no-second-pass", &TSolveOptions::noSecondPass, true},
+    {"--safe-mode", &TSolveOptions::safeMode, true},
+    {"--no-relax", &TSolveOptions::noRelax, true},
+    {"--show-relaxation", &TSolveOptions::showRelaxation, true},
+    {"--no-variations", &TSolveOptions::variations, false},
+    {"--no-duals", &TSolveOptions::duals, false},
+    {"--json", &TSolveOptions::json, true},
+    {"--quiet", &TSolveOptions::quiet, true},
+    {"--no-global-register", &TSolveOptions::globalRegister, false},
+    {"--global-register", &TSolveOptions::globalRegister, true},
+    {"--stats", &TSolveOptions::stats, true},
+    {"--all", &TSolveOptions::all, true},
+    {"--store", &TSolveOptions::store, true},
+};
+
 // Returns an empty string, or the bad-input message.
 std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
   for (size_t i = 0; i < args.size(); ++i) {
@@ -139,6 +167,12 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
       v = args[++i];
       return true;
     };
+    const auto flag = std::find_if(std::begin(kSolveFlags), std::end(kSolveFlags),
+                                   [&](const TSolveFlag& f) { return a == f.name; });
+    if (flag != std::end(kSolveFlags)) {
+      o.*(flag->field) = flag->value;
+      continue;
+    }
     long n = 0;
     if (a == "--fen") {
       if (!value()) return "solve: --fen needs a FEN";
@@ -183,14 +217,6 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
     } else if (a == "--problem") {
       if (!value() || !ParseInt(v, 1, 1000000, n)) return "solve: --problem needs a problem number from 1";
       o.problem = static_cast<int>(n);
-    } else if (a == "--brute-force") {
-      o.bruteForce = true;
-    } else if (a == "--hybrid") {
-      o.hybrid = true;
-    } else if (a == "--defence" || a == "--defense") {
-      o.defence = true;
-    } else if (a == "--no-second-pass") {
-      o.noSecondPass = true;
     } else if (a == "--heuristics") {
       if (!value()) return "solve: --heuristics needs indications such as \"FFM(#2) ExtEdge\", or auto";
       if (v != "auto") {
@@ -204,28 +230,6 @@ std::string ParseArgs(const std::vector<std::string>& args, TSolveOptions& o) {
           return "solve: --heuristics: no heuristic keyword in \"" + v + "\"";
       }
       o.heuristics = v;
-    } else if (a == "--safe-mode") {
-      o.safeMode = true;
-    } else if (a == "--no-relax") {
-      o.noRelax = true;
-    } else if (a == "--show-relaxation") {
-      o.showRelaxation = true;
-    } else if (a == "--no-variations") {
-      o.variations = false;
-    } else if (a == "--no-duals") {
-      o.duals = false;
-    } else if (a == "--json") {
-      o.json = true;
-    } else if (a == "--quiet") {
-      o.quiet = true;
-    } else if (a == "--no-global-register" || a == "--global-register") {
-      o.globalRegister = a == "--global-register";
-    } else if (a == "--stats") {
-      o.stats = true;
-    } else if (a == "--all") {
-      o.all = true;
-    } else if (a == "--store") {
-      o.store = true;
     } else if ((a == "-" || (!a.empty() && a[0] != '-')) && o.file.empty()) {
       o.file = a;
     } else {
