@@ -205,6 +205,10 @@ TBenchRowResult BenchRow(const TReferenceProblem& p, const TBenchOptions& o) {
     if (!ApplyHeuristicsOption(r, o.heuristics, &out.refusal)) return out;
     task = TEngineTask::kMate;
   }
+  if (o.proofSearchSeconds >= 0) {
+    r.proofSearchSeconds = o.proofSearchSeconds;
+    if (r.proofSearchSeconds > 0) task = TEngineTask::kMate;
+  }
   TEngine engine;
   TRunWatch watch;
   watch.timeLimit = o.timeLimit;
@@ -238,8 +242,7 @@ TBenchRowResult BenchRow(const TReferenceProblem& p, const TBenchOptions& o) {
     const std::set<std::string> want(p.keys.begin(), p.keys.end());
     out.listedKeysFound = std::includes(out.keys.begin(), out.keys.end(), want.begin(), want.end());
     for (const TPassReport& pass : res.passes)
-      if (pass.completed && (pass.plan.kind != TPassKind::kWithHeuristics || pass.plan.heuristics == 0))
-        out.complete = true;
+      if (pass.ProvesKeySetComplete()) out.complete = true;
     if (task == TEngineTask::kAuxMate) out.complete = res.status == TRunStatus::kCompleted;
   }
   if (res.status == TRunStatus::kCompleted) {

@@ -118,6 +118,8 @@ struct TBenchOptions {
   // ApplyHeuristicText reads them ("auto": chosen from the position), relaxed
   // pass by pass, then the exact pass.
   std::string heuristics;
+  // Seconds of the proof-number pass; -1: as `heuristics` decides.
+  double proofSearchSeconds = -1;
 };
 
 // Solves one row of a reference table for all keys, exactly (or with

@@ -155,6 +155,9 @@ constexpr TTextEntry kTexts[] = {
      "\t* przebieg %s: szukanie bez heurystyk (tryb bezpieczny)\n", nullptr},
     {E::kPassBruteForce, "\t* pass %s: brute force search (all moves, no heuristics)\n",
      "\t* przebieg %s: pe\u0142ne szukanie (wszystkie ruchy, bez heurystyk)\n", nullptr},
+    {E::kPassProofNumbers,
+     "\t* pass %s: proof-number search for keys (proves keys, not that there is no other)\n",
+     "\t* przebieg %s: szukanie kluczy liczbami dowodu (dowodzi kluczy, nie braku innych)\n", nullptr},
     {E::kPassHybridPhase1,
      "\t* pass %s: first (heuristical) phase of hybrid brute force, single solution (%s)\n",
      "\t* przebieg %s: pierwsza (heurystyczna) faza hybrydowej pe\u0142nej analizy, jedno rozwi\u0105zanie "

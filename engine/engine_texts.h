@@ -60,6 +60,7 @@ enum class TEngineText : uint16_t {
   kPassExact,              // %s: pass name
   kPassWithoutHeuristics,  // %s
   kPassBruteForce,         // %s
+  kPassProofNumbers,       // %s
   kPassHybridPhase1,       // %s, %s
   kPassHybridPhase2,       // %s
   kPassSolutions,          // %d solutions after the pass, %0.2f seconds

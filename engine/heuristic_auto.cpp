@@ -39,6 +39,8 @@ THeuristicState AutoHeuristics(const TSolveRequest& r) {
 bool ApplyHeuristicsOption(TSolveRequest& r, const std::string& text, std::string* error) {
   if (text == "auto") {
     r.heuristicState = AutoHeuristics(r);
+    if (r.moves >= kAutoProofSearchMinMoves && r.proofSearchSeconds == 0)
+      r.proofSearchSeconds = kAutoProofSearchSeconds;
   } else if (!ApplyHeuristicText(text, r.heuristicState, error)) {
     return false;
   }

@@ -11,6 +11,10 @@ struct TSolveRequest;
 
 THeuristicState AutoHeuristics(const TSolveRequest& r);
 
+// The proof-number pass that "auto" puts before pass 1 of a long problem.
+constexpr int kAutoProofSearchMinMoves = 6;
+constexpr double kAutoProofSearchSeconds = 30;
+
 // What a front end's heuristics option does to a request: "auto" chooses the
 // set from the position, any other text is read by ApplyHeuristicText on top
 // of what the request holds; the passes with heuristics are then relaxed step

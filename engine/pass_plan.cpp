@@ -175,6 +175,14 @@ std::vector<TPassPlan> PlanPasses(const TSolveRequest& r, std::vector<std::strin
     plan.push_back(p2);
     return plan;
   }
+  if (r.proofSearchSeconds > 0) {
+    TPassPlan p0;
+    p0.number = 0;
+    p0.kind = TPassKind::kProofNumbers;
+    p0.safeMode = true;
+    p0.mode = r.mode;
+    plan.push_back(p0);
+  }
   TPassPlan p1;
   p1.kind = TPassKind::kWithHeuristics;
   p1.state = RequestHeuristics(r);

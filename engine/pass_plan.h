@@ -21,6 +21,7 @@ enum class TPassKind : uint8_t {
   kBruteForce,         // a brute-force run
   kHybridPhase1,       // heuristical search for a single solution
   kHybridPhase2,       // brute force for duals, only after a solution was found
+  kProofNumbers,       // pass 0: keys proved by a proof-number search, before pass 1
 };
 
 struct TPassPlan {
@@ -44,7 +45,9 @@ struct TPassPlan {
   }
 };
 
-// The whole sequence of passes of a mate run. Relaxation passes (1b, 1c, ...)
+// The whole sequence of passes of a mate run. A request with a proof-number
+// budget starts with pass 0, which proves keys but never that there is no
+// other. Relaxation passes (1b, 1c, ...)
 // go between the first pass and the pass without heuristics. A pass with
 // heuristics whose set is empty is already an exact search, so the pass
 // without heuristics is then left out; the notes returned say what was left

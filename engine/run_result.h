@@ -27,6 +27,11 @@ struct TPassReport {
   int solutionsAfter = 0;
   double seconds = 0;
   uint64_t nodes = 0;
+  // A pass that proves there is no key besides those found: one without
+  // heuristics that ran to its end.
+  bool ProvesKeySetComplete() const {
+    return completed && plan.heuristics == 0 && plan.kind != TPassKind::kProofNumbers;
+  }
 };
 
 struct TSolveResult {

@@ -192,6 +192,9 @@ std::string PassLine(const TPassReport& p, int lang) {
     case TPassKind::kHybridPhase2:
       s = EngineFormat(EngineText(TEngineText::kPassHybridPhase2, lang), name.c_str());
       break;
+    case TPassKind::kProofNumbers:
+      s = EngineFormat(EngineText(TEngineText::kPassProofNumbers, lang), name.c_str());
+      break;
   }
   s += EngineFormat(EngineText(TEngineText::kPassSolutions, lang), p.solutionsAfter, p.seconds);
   if (!p.completed) s += EngineText(TEngineText::kPassInterrupted, lang);

@@ -82,7 +82,10 @@ struct TSolveRequest {
   // The initial set with its parameters; when its set is 0, `heuristics`
   // alone gives the set (with default parameters).
   THeuristicState heuristicState;
-  bool relaxation = false;     // further passes with relaxed heuristics
+  bool relaxation = false;  // further passes with relaxed heuristics
+  // Seconds of the proof-number pass (pass 0) before pass 1; 0: none. It
+  // stops sooner once every first move is decided.
+  double proofSearchSeconds = 0;
   bool relaxationLog = false;  // TryRelaxSpecialHeuristicsLog: each step into TryRelaxSpecialHeuristics.log
   bool passWithoutHeuristics = true;
   std::vector<TMove> sortIndications;        // root moves to try first, in order

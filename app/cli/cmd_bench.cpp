@@ -46,6 +46,8 @@ void Help() {
       "                      or auto), relaxed pass by pass, then the\n"
       "                      exact pass; a row counts when its listed keys were found\n"
       "                      and proved within the time limit\n"
+      "  --proof-search S    pass 0, a proof-number search for keys, for at most S\n"
+      "                      seconds (auto: 30 s from #6 on; 0: none)\n"
       "  --global-register   answer positions of stored types from the global register\n"
       "  --no-global-register  search them (the default)\n\n"
       "Exit code 0 when every finished problem gave the expected keys, 2 otherwise.\n");
@@ -58,6 +60,7 @@ int RunBench(const std::vector<std::string>& args) {
   }
   std::string file = "../shared/data/bench.tsv";
   std::string heuristics;  // --heuristics: indications or auto; empty: exact
+  int proofSeconds = -1;   // --proof-search; -1: as the heuristics decide
   int threads = 1, levels = 1, maxMoves = 1000;
   double timeLimit = 0;
   bool onlyIncomplete = false, onlyComplete = false, signature = false, stats = false;
@@ -92,6 +95,9 @@ int RunBench(const std::vector<std::string>& args) {
         auto v = next();
         if (!v) return BadInput("bench: --id needs an id");
         ids.insert(*v);
+      } else if (a == "--proof-search") {
+        auto v = next();
+        if (!v || (proofSeconds = std::stoi(*v)) < 0) return BadInput("bench: --proof-search needs seconds");
       } else if (a == "--heuristics") {
         auto v = next();
         if (!v) return BadInput("bench: --heuristics needs indications, or auto");
@@ -166,6 +172,7 @@ int RunBench(const std::vector<std::string>& args) {
   bo.probe = globalRegister.get();
   bo.collectStats = stats;
   bo.heuristics = heuristics;
+  bo.proofSearchSeconds = proofSeconds;
   int found = 0, rows = 0;
   for (const auto& p : table) {
     if (interrupted) break;

@@ -62,6 +62,8 @@ const char* PassKindName(TPassKind k) {
       return "hybrid phase 1";
     case TPassKind::kHybridPhase2:
       return "hybrid phase 2";
+    case TPassKind::kProofNumbers:
+      return "proof numbers";
   }
   return "";
 }
@@ -155,7 +157,7 @@ nlohmann::json RunJson(const std::string& fen, const TSolveRequest& r, const TSo
   j["notes"] = res.notes;
   // Proved complete: a pass without heuristics ran to its end.
   bool complete = false;
-  for (const auto& p : res.passes) complete |= p.completed && p.plan.heuristics == 0;
+  for (const auto& p : res.passes) complete |= p.ProvesKeySetComplete();
   j["key_set_complete"] = complete;
   if (res.task == TEngineTask::kDefence) {
     const TDefenceResult& d = res.defence;

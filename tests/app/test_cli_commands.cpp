@@ -242,8 +242,10 @@ TEST_F(SolveCommand, TermAndHangUpSaveLikeCtrlC) {
 // the ext.edge pass finds the key, it is proved at once, and pass 2 proves
 // the key set complete. The passes are named and carry their set text.
 TEST_F(SolveCommand, HeuristicPassesNameTheirSetsAndTheKeysTheyFound) {
-  const TCliRun r = RunCli({"solve", "--fen", "8/p7/N7/8/8/p7/8/k2K4 w - - 0 1", "--mate", "11",
-                            "--heuristics", "auto", "--json", "--no-variations", "--threads", "1"});
+  // Without pass 0, which would find the key first.
+  const TCliRun r =
+      RunCli({"solve", "--fen", "8/p7/N7/8/8/p7/8/k2K4 w - - 0 1", "--mate", "11", "--heuristics", "auto",
+              "--proof-search", "0", "--json", "--no-variations", "--threads", "1"});
   ASSERT_EQ(r.code, 0) << r.err;
   const nlohmann::json j = r.Json();
   const auto& passes = j["passes"];
@@ -261,6 +263,36 @@ TEST_F(SolveCommand, HeuristicPassesNameTheirSetsAndTheKeysTheyFound) {
   const std::string pass = key["found_in_pass"];
   EXPECT_TRUE(pass.size() == 2 && pass[0] == '1') << pass;  // a heuristic pass, not pass 2
   EXPECT_TRUE(j["key_set_complete"]);
+}
+
+// Pass 0 on the command line: it comes first and names the keys it proved
+// (here a castling key); the key set is complete because the exact pass
+// after it ran to its end.
+TEST_F(SolveCommand, ProofNumberPassComesFirst) {
+  const std::string fen = "8/2Pp4/8/N1P5/4p3/P1k5/8/R3K3 w Q - 0 1";
+  const TCliRun r = RunCli({"solve", "--fen", fen, "--mate", "3", "--proof-search", "20", "--json",
+                            "--no-variations", "--threads", "1"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  const nlohmann::json j = r.Json();
+  ASSERT_GE(j["passes"].size(), 2u);
+  EXPECT_EQ(j["passes"][0]["pass"], "0");
+  EXPECT_EQ(j["passes"][0]["kind"], "proof numbers");
+  EXPECT_EQ(j["passes"][1]["pass"], "1");
+  ASSERT_EQ(j["solutions"].size(), 1u);
+  EXPECT_EQ(j["solutions"][0]["found_in_pass"], "0");
+  EXPECT_TRUE(j["solutions"][0]["confirmed"]);
+  EXPECT_TRUE(j["key_set_complete"]);
+
+  // auto adds it from #6 on, and the relaxation path shows it first.
+  const TCliRun shown = RunCli({"solve", "--fen", "4Bk2/7K/4R3/3n4/8/8/8/8 w - - 0 1", "--mate", "12",
+                                "--heuristics", "auto", "--show-relaxation"});
+  EXPECT_EQ(shown.code, 0) << shown.err;
+  EXPECT_EQ(shown.out.rfind("Pass 0: proof-number search for keys, at most 30 s\nPass 1: ", 0), 0u)
+      << shown.out;
+
+  const TCliRun bad = RunCli({"solve", "--fen", fen, "--mate", "3", "--proof-search", "soon"});
+  EXPECT_EQ(bad.code, 1);
+  EXPECT_NE(bad.err.find("--proof-search needs seconds"), std::string::npos) << bad.err;
 }
 
 // What a user types: the relaxation is shown without a search, and a word

@@ -219,6 +219,34 @@ TEST(PassPlan, HeuristicsAreFollowedByTheSafePassWithout) {
                   "user's request)\n"));
 }
 
+// Pass 0 goes first when the request gives it time, never in a brute-force
+// run, and its report never stands for a complete key set.
+TEST(PassPlan, ProofNumberPassGoesFirst) {
+  TSolveRequest r;
+  r.heuristics = 0x4;
+  r.proofSearchSeconds = 30;
+  const auto plan = PlanPasses(r);
+  ASSERT_EQ(plan.size(), 3u);
+  EXPECT_EQ(plan[0].kind, TPassKind::kProofNumbers);
+  EXPECT_EQ(plan[0].Name(), "0");
+  EXPECT_EQ(plan[1].Name(), "1");
+  EXPECT_EQ(plan[2].Name(), "2");
+  TPassReport report;
+  report.plan = plan[0];
+  report.completed = true;
+  EXPECT_FALSE(report.ProvesKeySetComplete());
+  report.plan = plan[2];
+  EXPECT_TRUE(report.ProvesKeySetComplete());
+  TSolveResult res;
+  res.passes.push_back(TPassReport{plan[0], true, true, 1, 0.5, 10});
+  EXPECT_NE(
+      EndText(r, res).find("pass 0: proof-number search for keys (proves keys, not that there is no other)"),
+      std::string::npos)
+      << EndText(r, res);
+  r.bruteForce = true;
+  EXPECT_EQ(PlanPasses(r).front().kind, TPassKind::kBruteForce);
+}
+
 TEST(PassPlan, SwitchedOffPassWithoutHeuristicsLeavesItsNotes) {
   TSolveRequest r;
   r.heuristics = 0x4;
