@@ -8,6 +8,7 @@
 #include <ostream>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "chess/fen.h"
 #include "chess/notation.h"
@@ -24,12 +25,26 @@ inline void PrintTo(const TReferenceProblem& p, std::ostream* os) {
 
 namespace ostravel::test {
 
+// The root of "#moves" from a FEN, White to move; ctx must outlive it.
+inline TChessboard RootOf(const std::string& fen, int moves, TTaskContext& ctx) {
+  TChessboard root;
+  EXPECT_TRUE(FenToBoard(fen, root, ctx)) << fen;
+  ValidateAndRecount(root);
+  SetRootPlies(root, static_cast<uint16_t>(2 * moves - 1));
+  return root;
+}
+
+// The rows whose key sets are proved complete.
+inline std::vector<TReferenceProblem> CompleteRows() {
+  std::vector<TReferenceProblem> rows;
+  for (auto& p : ReadReferenceTable(SharedData("directmates.tsv")))
+    if (p.complete) rows.push_back(p);
+  return rows;
+}
+
 inline std::set<std::string> SolveKeys(const TReferenceProblem& p, int threads = 1) {
   TTaskContext ctx;
-  TChessboard root;
-  EXPECT_TRUE(FenToBoard(p.fen, root, ctx)) << p.id;
-  ValidateAndRecount(root);
-  SetRootPlies(root, static_cast<uint16_t>(2 * p.moves - 1));
+  const TChessboard root = RootOf(p.fen, p.moves, ctx);
   TSearchSettings st;
   st.threads = threads;
   st.computeVariations = false;

@@ -12,13 +12,6 @@
 namespace ostravel {
 namespace {
 
-std::vector<TReferenceProblem> CompleteRows() {
-  std::vector<TReferenceProblem> rows;
-  for (auto& p : ReadReferenceTable(test::SharedData("directmates.tsv")))
-    if (p.complete) rows.push_back(p);
-  return rows;
-}
-
 class HeuristicPassesLong : public ::testing::TestWithParam<TReferenceProblem> {};
 
 TEST_P(HeuristicPassesLong, AutoSetThenPass2GivesTheExactKeySet) {
@@ -35,7 +28,8 @@ TEST_P(HeuristicPassesLong, AutoSetThenPass2GivesTheExactKeySet) {
   EXPECT_TRUE(row.complete);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, HeuristicPassesLong, ::testing::ValuesIn(CompleteRows()), test::RowTestName);
+INSTANTIATE_TEST_SUITE_P(Rows, HeuristicPassesLong, ::testing::ValuesIn(test::CompleteRows()),
+                         test::RowTestName);
 
 }  // namespace
 }  // namespace ostravel

@@ -7,23 +7,13 @@
 #include <set>
 #include <string>
 
-#include "chess/fen.h"
 #include "chess/notation.h"
 #include "engine/analysis.h"
+#include "engine/directmate_check.h"
 #include "engine/proof_search.h"
-#include "problems/reference_table.h"
-#include "support/test_support.h"
 
 namespace ostravel {
 namespace {
-
-TChessboard Root(const std::string& fen, int moves, TTaskContext& ctx) {
-  TChessboard b;
-  EXPECT_TRUE(FenToBoard(fen, b, ctx)) << fen;
-  ValidateAndRecount(b);
-  SetRootPlies(b, static_cast<uint16_t>(2 * moves - 1));
-  return b;
-}
 
 TProofSearchOptions Within(double seconds) {
   TProofSearchOptions o;
@@ -45,10 +35,10 @@ std::set<std::string> Uci(const std::vector<TMove>& moves) {
 // a solution.
 TEST(ProofSearch, ShortProblemsGiveOnlyTheirKeys) {
   int decided = 0, rows = 0;
-  for (const auto& p : ReadReferenceTable(test::SharedData("directmates.tsv"))) {
-    if (!p.complete || p.moves > 3) continue;
+  for (const auto& p : test::CompleteRows()) {
+    if (p.moves > 3) continue;
     TTaskContext ctx;
-    const TChessboard root = Root(p.fen, p.moves, ctx);
+    const TChessboard root = test::RootOf(p.fen, p.moves, ctx);
     TProofSearch search(Within(2));
     const TProofSearchResult r = search.Run(root, p.moves);
     const std::set<std::string> want(p.keys.begin(), p.keys.end());
@@ -69,7 +59,7 @@ TEST(ProofSearch, ShortProblemsGiveOnlyTheirKeys) {
 // mate), and a move that is no key is never confirmed.
 TEST(ProofSearch, LongMiniatureKeyIsProvedAndItsProofChecked) {
   TTaskContext ctx;
-  const TChessboard root = Root("7k/8/4K3/5N2/3N4/4p3/8/8 w - - 0 1", 9, ctx);
+  const TChessboard root = test::RootOf("7k/8/4K3/5N2/3N4/4p3/8/8 w - - 0 1", 9, ctx);
   TProofSearchOptions o = Within(60);
   o.keyLimit = 1;
   std::vector<std::string> announced;
@@ -91,7 +81,7 @@ TEST(ProofSearch, LongMiniatureKeyIsProvedAndItsProofChecked) {
 // A stop asked for from outside ends the search at once with what it has.
 TEST(ProofSearch, StopsWhenAsked) {
   TTaskContext ctx;
-  const TChessboard root = Root("8/8/8/6N1/5Qp1/6q1/7k/5K2 w - - 0 1", 30, ctx);
+  const TChessboard root = test::RootOf("8/8/8/6N1/5Qp1/6q1/7k/5K2 w - - 0 1", 30, ctx);
   TProofSearchOptions o = Within(600);
   o.stopWanted = [] { return true; };
   TProofSearch search(o);

@@ -8,7 +8,6 @@
 #include <set>
 #include <string>
 
-#include "chess/fen.h"
 #include "chess/notation.h"
 #include "engine/directmate_check.h"
 #include "engine/proof_search.h"
@@ -16,23 +15,13 @@
 namespace ostravel {
 namespace {
 
-std::vector<TReferenceProblem> CompleteRows() {
-  std::vector<TReferenceProblem> rows;
-  for (auto& p : ReadReferenceTable(test::SharedData("directmates.tsv")))
-    if (p.complete) rows.push_back(p);
-  return rows;
-}
-
 class ProofSearchLong : public ::testing::TestWithParam<TReferenceProblem> {};
 
 TEST_P(ProofSearchLong, OnlyListedKeysAndAllOfThemWhenDecided) {
   const auto& p = GetParam();
   if (std::getenv("OSTRAVEL_LONG_REDUCED") && p.moves > 5) GTEST_SKIP() << "reduced run: #" << p.moves;
   TTaskContext ctx;
-  TChessboard root;
-  ASSERT_TRUE(FenToBoard(p.fen, root, ctx));
-  ValidateAndRecount(root);
-  SetRootPlies(root, static_cast<uint16_t>(2 * p.moves - 1));
+  const TChessboard root = test::RootOf(p.fen, p.moves, ctx);
   TProofSearchOptions o;
   o.deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
   o.tableMB = 32;
@@ -46,7 +35,7 @@ TEST_P(ProofSearchLong, OnlyListedKeysAndAllOfThemWhenDecided) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, ProofSearchLong, ::testing::ValuesIn(CompleteRows()), test::RowTestName);
+INSTANTIATE_TEST_SUITE_P(Rows, ProofSearchLong, ::testing::ValuesIn(test::CompleteRows()), test::RowTestName);
 
 }  // namespace
 }  // namespace ostravel
