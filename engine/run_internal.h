@@ -114,4 +114,12 @@ void EngineThreadProc(std::shared_ptr<TRunShared> run);
 void EngineThreadProc_BlackMoves(std::shared_ptr<TRunShared> run);
 void EngineThreadProc_AuxMate(std::shared_ptr<TRunShared> run);
 
+// A key for the front end, once per run whichever pass finds it
+// (proof_pass.cpp).
+void AnnounceKey(TRunShared& st, const TSolution& s);
+// Pass 0: the proof-number search for keys; its keys go to `keys` and are
+// announced as they are proved.
+TPassReport RunProofPass(TRunShared& st, const TChessboard& root, const TPassPlan& plan,
+                         std::vector<TSolution>& keys);
+
 }  // namespace ostravel
