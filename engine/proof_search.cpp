@@ -217,7 +217,9 @@ struct TProofSearch::TImpl {
   std::vector<TChild>& Frame() {
     if (static_cast<int>(frames.size()) <= ply) {
       frames.resize(ply + 1);
-      frames[ply].reserve(kMaxMoves);  // children's `previous` links point into it
+      // Sized once: children's `previous` links point into it, and filling a
+      // fresh frame at every node was a measurable cost.
+      frames[ply].resize(kMaxMoves);
     }
     return frames[ply];
   }
@@ -233,12 +235,10 @@ struct TProofSearch::TImpl {
     const int childD = whiteNode ? d - 1 : d;
     ++ply;
     std::vector<TChild>& ch = Frame();
-    ch.clear();
     TPnDn me;
     bool decided = false;
     // All children first, their table buckets fetched while the next ones
     // are made: the table lookups are the search's main cost.
-    ch.resize(static_cast<size_t>(n));
     size_t made = 0;
     for (int i = 0; i < n; ++i) {
       TChild& c = ch[made];
@@ -261,15 +261,14 @@ struct TProofSearch::TImpl {
         ++kept;
       }
     }
-    ch.resize(kept);
-    if (!decided && ch.empty()) {
+    if (!decided && kept == 0) {
       me = whiteNode ? kRefuted : kProved;
       decided = true;
     }
     while (!decided) {
       uint32_t best = kInf, second = kInf, other = 0;
       size_t bi = 0;
-      for (size_t i = 0; i < ch.size(); ++i) {
+      for (size_t i = 0; i < kept; ++i) {
         const uint32_t sel = whiteNode ? ch[i].v.pn : ch[i].v.dn;
         other = Sum(other, whiteNode ? ch[i].v.dn : ch[i].v.pn);
         if (sel < best) {
