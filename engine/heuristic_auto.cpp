@@ -36,11 +36,15 @@ THeuristicState AutoHeuristics(const TSolveRequest& r) {
   return s;
 }
 
+double AutoProofSearchSeconds(int moves) {
+  if (moves >= kAutoProofSearchDeepMoves) return kAutoProofSearchDeepSeconds;
+  return moves >= kAutoProofSearchMinMoves ? kAutoProofSearchSeconds : 0;
+}
+
 bool ApplyHeuristicsOption(TSolveRequest& r, const std::string& text, std::string* error) {
   if (text == "auto") {
     r.heuristicState = AutoHeuristics(r);
-    if (r.moves >= kAutoProofSearchMinMoves && r.proofSearchSeconds == 0)
-      r.proofSearchSeconds = kAutoProofSearchSeconds;
+    if (r.proofSearchSeconds == 0) r.proofSearchSeconds = AutoProofSearchSeconds(r.moves);
   } else if (!ApplyHeuristicText(text, r.heuristicState, error)) {
     return false;
   }

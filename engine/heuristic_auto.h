@@ -11,9 +11,14 @@ struct TSolveRequest;
 
 THeuristicState AutoHeuristics(const TSolveRequest& r);
 
-// The proof-number pass that "auto" puts before pass 1 of a long problem.
+// The proof-number pass that "auto" puts before pass 1 of a long problem:
+// 30 s from #6 on, 50 s from #12 on, where the proofs are deeper and the
+// heuristic passes rarely reach a key pass 0 has missed.
 constexpr int kAutoProofSearchMinMoves = 6;
 constexpr double kAutoProofSearchSeconds = 30;
+constexpr int kAutoProofSearchDeepMoves = 12;
+constexpr double kAutoProofSearchDeepSeconds = 50;
+double AutoProofSearchSeconds(int moves);
 
 // What a front end's heuristics option does to a request: "auto" chooses the
 // set from the position, any other text is read by ApplyHeuristicText on top

@@ -47,7 +47,7 @@ void Help() {
       "                      exact pass; a row counts when its listed keys were found\n"
       "                      and proved within the time limit\n"
       "  --proof-search S    pass 0, a proof-number search for keys, for at most S\n"
-      "                      seconds (auto: 30 s from #6 on; 0: none)\n"
+      "                      seconds (auto: 30 s from #6, 50 s from #12; 0: none)\n"
       "  --global-register   answer positions of stored types from the global register\n"
       "  --no-global-register  search them (the default)\n\n"
       "Exit code 0 when every finished problem gave the expected keys, 2 otherwise.\n");

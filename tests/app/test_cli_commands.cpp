@@ -283,12 +283,16 @@ TEST_F(SolveCommand, ProofNumberPassComesFirst) {
   EXPECT_TRUE(j["solutions"][0]["confirmed"]);
   EXPECT_TRUE(j["key_set_complete"]);
 
-  // auto adds it from #6 on, and the relaxation path shows it first.
+  // auto adds it from #6 on, longer from #12, and the relaxation path shows it first.
   const TCliRun shown = RunCli({"solve", "--fen", "4Bk2/7K/4R3/3n4/8/8/8/8 w - - 0 1", "--mate", "12",
                                 "--heuristics", "auto", "--show-relaxation"});
   EXPECT_EQ(shown.code, 0) << shown.err;
-  EXPECT_EQ(shown.out.rfind("Pass 0: proof-number search for keys, at most 30 s\nPass 1: ", 0), 0u)
+  EXPECT_EQ(shown.out.rfind("Pass 0: proof-number search for keys, at most 50 s\nPass 1: ", 0), 0u)
       << shown.out;
+  const TCliRun shorter = RunCli({"solve", "--fen", "4Bk2/7K/4R3/3n4/8/8/8/8 w - - 0 1", "--mate", "11",
+                                  "--heuristics", "auto", "--show-relaxation"});
+  EXPECT_EQ(shorter.out.rfind("Pass 0: proof-number search for keys, at most 30 s\nPass 1: ", 0), 0u)
+      << shorter.out;
 
   const TCliRun bad = RunCli({"solve", "--fen", fen, "--mate", "3", "--proof-search", "soon"});
   EXPECT_EQ(bad.code, 1);
