@@ -214,6 +214,10 @@ int GenerateLegalMoves(const TChessboard& b, TMove* out);
 int CountLegalMoves(const TChessboard& b);
 // True when the side to move has at least one legal move.
 bool HasLegalMove(const TChessboard& b);
+// True when the side to move is checkmated.
+inline bool IsCheckmate(const TChessboard& b) {
+  return InCheck(b) && !HasLegalMove(b);
+}
 
 // ---------------------------------------------------------------- making moves
 

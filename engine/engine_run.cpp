@@ -445,13 +445,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
       st.search = search;
       // A pause asked for before the pass holds from its first node on.
       search->SetPaused(st.control.paused.load() && !st.control.stop.load());
-      st.progress.pass = plan.number;
-      st.progress.passSuffix = plan.suffix;
-      st.progress.heuristics = plan.heuristics;
-      st.progress.bruteForce = plan.bruteForce;
-      st.progress.hybridPhase = plan.kind == TPassKind::kHybridPhase1   ? 1
-                                : plan.kind == TPassKind::kHybridPhase2 ? 2
-                                                                        : 0;
+      st.progress.EnterPass(plan);
     }
     if (st.StopWanted()) break;
 
@@ -460,12 +454,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     report.plan.dlfuDynamicUsable = !(plan.state.set & SH_DONTLETFIGUREUNBLOCK) || !plan.state.dlfuDynamic ||
                                     !THeuristicPolicy::BlockedBlackFigures(root).empty();
     report.ran = true;
-    {
-      TEngineEvent e;
-      e.kind = TEngineEvent::kPassStarted;
-      e.pass = report;
-      st.Event(e);
-    }
+    st.PassEvent(TEngineEvent::kPassStarted, report);
     // The pass's heading in the search log: its counter letter, heuristics
     // (set, parameters, names: none yet), then mode, safety and pass name.
     if (r.logMoves) {
@@ -500,12 +489,7 @@ void RunMatePasses(TRunShared& st, const TChessboard& root, bool aux) {
     MergeKeys(keys, search->Solutions(), plan.Name());
     report.solutionsAfter = static_cast<int>(keys.size());
     res.passes.push_back(report);
-    {
-      TEngineEvent e;
-      e.kind = TEngineEvent::kPassEnded;
-      e.pass = report;
-      st.Event(e);
-    }
+    st.PassEvent(TEngineEvent::kPassEnded, report);
     if (report.completed && ss.bruteForce) exactCompleted = true;
 
     if (search->RepetitionSeen() && !repetitionShown) {

@@ -31,7 +31,7 @@ int Distance(int a, int b) {
 }
 
 bool GivesMate(const TChessboard& after) {
-  return IsKingAttacked(after, kBlack) && !HasLegalMove(after);
+  return IsCheckmate(after);
 }
 
 int BlackFigures(const TChessboard& b) {

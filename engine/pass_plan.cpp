@@ -107,6 +107,16 @@ bool RelaxOnce(THeuristicState& s) {
   return false;
 }
 
+// A pass without heuristics in safe mode: pass 0 and pass 2.
+TPassPlan ExactPass(int number, TPassKind kind, SolutionMode mode) {
+  TPassPlan p;
+  p.number = number;
+  p.kind = kind;
+  p.safeMode = true;
+  p.mode = mode;
+  return p;
+}
+
 }  // namespace
 
 bool TimeDependentRelaxation(long long ms, std::string* line) {
@@ -175,14 +185,7 @@ std::vector<TPassPlan> PlanPasses(const TSolveRequest& r, std::vector<std::strin
     plan.push_back(p2);
     return plan;
   }
-  if (r.proofSearchSeconds > 0) {
-    TPassPlan p0;
-    p0.number = 0;
-    p0.kind = TPassKind::kProofNumbers;
-    p0.safeMode = true;
-    p0.mode = r.mode;
-    plan.push_back(p0);
-  }
+  if (r.proofSearchSeconds > 0) plan.push_back(ExactPass(0, TPassKind::kProofNumbers, r.mode));
   TPassPlan p1;
   p1.kind = TPassKind::kWithHeuristics;
   p1.state = RequestHeuristics(r);
@@ -209,12 +212,7 @@ std::vector<TPassPlan> PlanPasses(const TSolveRequest& r, std::vector<std::strin
   } else if (p1.heuristics == 0) {
     note(TEngineText::kNoteExactFirstPass);
   } else {
-    TPassPlan p2;
-    p2.number = 2;
-    p2.kind = TPassKind::kWithoutHeuristics;
-    p2.safeMode = true;
-    p2.mode = r.mode;
-    plan.push_back(p2);
+    plan.push_back(ExactPass(2, TPassKind::kWithoutHeuristics, r.mode));
   }
   return plan;
 }

@@ -41,25 +41,14 @@ TPassReport RunProofPass(TRunShared& st, const TChessboard& root, const TPassPla
   TPassReport report;
   report.plan = plan;
   report.ran = true;
-  {
-    std::lock_guard<std::mutex> lk(st.lock);
-    st.progress.pass = plan.number;
-    st.progress.passSuffix.clear();
-    st.progress.heuristics = 0;
-    st.progress.bruteForce = false;
-  }
-  {
-    TEngineEvent e;
-    e.kind = TEngineEvent::kPassStarted;
-    e.pass = report;
-    st.Event(e);
-  }
-  const auto t = std::chrono::steady_clock::now();
   uint64_t nodesBefore;
   {
     std::lock_guard<std::mutex> lk(st.lock);
+    st.progress.EnterPass(plan);
     nodesBefore = st.progress.nodesDone;
   }
+  st.PassEvent(TEngineEvent::kPassStarted, report);
+  const auto t = std::chrono::steady_clock::now();
   // With two threads or more, a second search with the other slack: each
   // solves endings the other is slow on. Their keys are merged.
   const int workers = std::clamp<int>(r.threads, 1, 2);
@@ -128,12 +117,7 @@ TPassReport RunProofPass(TRunShared& st, const TChessboard& root, const TPassPla
   report.nodes = nodes;
   report.completed = allDecided.load() && !st.StopWanted();
   report.solutionsAfter = static_cast<int>(keys.size());
-  {
-    TEngineEvent e;
-    e.kind = TEngineEvent::kPassEnded;
-    e.pass = report;
-    st.Event(e);
-  }
+  st.PassEvent(TEngineEvent::kPassEnded, report);
   return report;
 }
 

@@ -70,10 +70,6 @@ std::string ExactKeyOf(const TChessboard& b) {
   return k;
 }
 
-bool Checkmated(const TChessboard& b) {
-  return IsKingAttacked(b, b.MoverColour()) && !HasLegalMove(b);
-}
-
 struct TPnDn {
   uint32_t pn = 1, dn = 1;
 };
@@ -183,7 +179,7 @@ struct TProofSearch::TImpl {
     for (int i = 0; i < n; ++i) {
       Tick();
       if (PlayMove(b, next, moves[i]) < 1) continue;
-      if (IsKingAttacked(next, kBlack) && !HasLegalMove(next)) return true;
+      if (IsCheckmate(next)) return true;
     }
     return false;
   }
@@ -317,7 +313,7 @@ struct TProofSearch::TImpl {
     TChessboard next;
     for (int i = 0; i < n; ++i) {
       if (PlayMove(b, next, moves[i]) < 1) continue;
-      if (Checkmated(next)) {
+      if (IsCheckmate(next)) {
         Remember(b, d);
         return true;
       }
@@ -356,7 +352,7 @@ struct TProofSearch::TImpl {
   bool VerifyKey(const TChessboard& root, const TMove& key, int nMoves) {
     TChessboard next;
     if (!IsLegal(root, key) || PlayMove(root, next, key) < 1) return false;
-    if (Checkmated(next)) return true;
+    if (IsCheckmate(next)) return true;
     if (nMoves <= 1) return false;
     return CheckBlack(next, nMoves - 1);
   }

@@ -41,6 +41,14 @@ struct TRunProgress {
   int repliesDone = 0;
   int repliesTotal = 0;
   std::string defenceLine;
+
+  void EnterPass(const TPassPlan& plan) {
+    pass = plan.number;
+    passSuffix = plan.suffix;
+    heuristics = plan.heuristics;
+    bruteForce = plan.bruteForce;
+    hybridPhase = plan.kind == TPassKind::kHybridPhase1 ? 1 : plan.kind == TPassKind::kHybridPhase2 ? 2 : 0;
+  }
 };
 
 struct TRunShared {
@@ -76,6 +84,12 @@ struct TRunShared {
   void Notice(TEngineMessage::Kind kind, const std::string& text, const std::string& title = {});
   void Event(TEngineEvent e) const {
     if (cb.onEvent) cb.onEvent(e);
+  }
+  void PassEvent(TEngineEvent::Kind kind, const TPassReport& pass) const {
+    TEngineEvent e;
+    e.kind = kind;
+    e.pass = pass;
+    Event(e);
   }
   void SetState(TRunState s) {
     std::lock_guard<std::mutex> lk(lock);

@@ -42,6 +42,12 @@ inline std::vector<TReferenceProblem> CompleteRows() {
   return rows;
 }
 
+inline std::set<std::string> UciSet(const std::vector<TMove>& moves) {
+  std::set<std::string> out;
+  for (const TMove& m : moves) out.insert(MoveToUci(m));
+  return out;
+}
+
 inline std::set<std::string> SolveKeys(const TReferenceProblem& p, int threads = 1) {
   TTaskContext ctx;
   const TChessboard root = RootOf(p.fen, p.moves, ctx);

@@ -23,12 +23,6 @@ TProofSearchOptions Within(double seconds) {
   return o;
 }
 
-std::set<std::string> Uci(const std::vector<TMove>& moves) {
-  std::set<std::string> out;
-  for (const TMove& m : moves) out.insert(MoveToUci(m));
-  return out;
-}
-
 // Short complete problems: never a key that is not listed, and the whole set
 // whenever the search decided every first move. The rows include minor
 // promotions that are no keys, castling and e.p. keys, and problems without
@@ -42,7 +36,7 @@ TEST(ProofSearch, ShortProblemsGiveOnlyTheirKeys) {
     TProofSearch search(Within(2));
     const TProofSearchResult r = search.Run(root, p.moves);
     const std::set<std::string> want(p.keys.begin(), p.keys.end());
-    const std::set<std::string> got = Uci(r.keys);
+    const std::set<std::string> got = test::UciSet(r.keys);
     for (const auto& k : got) EXPECT_TRUE(want.count(k)) << p.id << ": " << k << " is no key";
     if (r.allDecided) {
       EXPECT_EQ(got, want) << p.id;
@@ -66,7 +60,7 @@ TEST(ProofSearch, LongMiniatureKeyIsProvedAndItsProofChecked) {
   o.onKey = [&](const TMove& m) { announced.push_back(MoveToUci(m)); };
   TProofSearch search(o);
   const TProofSearchResult r = search.Run(root, 9);
-  ASSERT_EQ(Uci(r.keys), std::set<std::string>{"d4e2"});
+  ASSERT_EQ(test::UciSet(r.keys), std::set<std::string>{"d4e2"});
   EXPECT_EQ(announced, std::vector<std::string>{"d4e2"});
   EXPECT_FALSE(r.allDecided);  // stopped at the limit of one key
 

@@ -26,8 +26,7 @@ TEST_P(ProofSearchLong, OnlyListedKeysAndAllOfThemWhenDecided) {
   o.deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
   o.tableMB = 32;
   const TProofSearchResult r = TProofSearch(o).Run(root, p.moves);
-  std::set<std::string> got;
-  for (const TMove& m : r.keys) got.insert(MoveToUci(m));
+  const std::set<std::string> got = test::UciSet(r.keys);
   const std::set<std::string> want(p.keys.begin(), p.keys.end());
   for (const auto& k : got) EXPECT_TRUE(want.count(k)) << k << " is no key of " << p.fen;
   if (r.allDecided) {
